@@ -1,0 +1,24 @@
+// Text files read line by line, as bounded pieces.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+
+namespace webauth {
+
+struct FileCloser {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, FileCloser>;
+
+/// Opens a file for reading; empty on failure.
+inline File open_for_reading(const char* path) { return File(std::fopen(path, "re")); }
+
+/// Reads the next line, its newline included, or the next N - 1 bytes of a longer one. A NUL in the
+/// file ends the text of its piece. Returns false at the end of the file or when reading fails.
+template <int N>
+bool read_line(std::FILE* file, char (&line)[N]) {
+  return std::fgets(line, N, file) != nullptr;
+}
+
+}  // namespace webauth
