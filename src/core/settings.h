@@ -1,0 +1,38 @@
+// The settings that the daemon reads once at start-up, and the values made of them.
+//
+// Only start-up writes these values; everything else reads them. Keys that are read later are named
+// where they are used.
+#pragma once
+
+#include <cstdint>
+
+namespace webauth {
+
+/// How visitors log in. The numbers appear in the registration file.
+enum class AuthMode : std::int32_t {
+  LOCAL = 0,   ///< one-key login; also for a missing or unknown WEBAUTH_SECTYPE
+  ADVERT = 1,  ///< one-key login, without a reply to the front end
+  WEIXIN = 2,  ///< one-key login behind the walled garden
+  USERS = 3,   ///< local accounts
+  EMAIL = 4,   ///< the mail server's accounts
+};
+
+inline AuthMode auth_mode = AuthMode::LOCAL;
+inline std::int32_t multi_user = 0;        ///< 1: an account may be online several times
+inline char mail_server_host[64] = {};     ///< set in EMAIL mode only
+inline std::int32_t mail_server_port = 0;  ///< set in EMAIL mode only, host byte order
+
+/// The value of a key in the settings store, or the empty text when the key is missing.
+const char* setting_text(const char* key);
+
+/// WEBAUTH_SECTYPE as a mode. Exact and case-sensitive; any unknown text is LOCAL.
+AuthMode read_auth_mode();
+
+/// WEBAUTH_MULTIUSER: 1 when its first three characters are "YES", else 0.
+std::int32_t read_multi_user();
+
+/// Fills mail_server_host and mail_server_port from WEBAUTH_POP3SERVER (at most 63 characters) and
+/// WEBAUTH_POP3SPORT (at most 6). Ends the process when one of them is longer.
+void read_mail_server_settings();
+
+}  // namespace webauth
