@@ -1,0 +1,146 @@
+#include "kernel/access_policy.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "base/address_text.h"
+#include "base/file.h"
+#include "core/settings.h"
+#include "kernel/transport.h"
+
+namespace webauth {
+namespace {
+
+constexpr std::uint32_t DEFAULT_IDLE = 1800;  // seconds, both
+constexpr std::uint32_t DEFAULT_MAXIMUM = 7200;
+
+struct TimeoutKeys {
+  const char* type;  // text of WEBAUTH_SECTYPE
+  const char* idle;
+  const char* maximum;
+  std::uint32_t idle_for_0;  // seconds that stand for a setting of 0
+  std::uint32_t maximum_for_0;
+};
+
+constexpr TimeoutKeys MODE_KEYS[] = {
+    {"LOCAL", "WEBSEC_YJ_TIMEOUT", "WEBSEC_YJ_ALLTIME", 0, 0},
+    {"ADVERT", "WEBSEC_TP_TIMEOUT", "WEBSEC_TP_ALLTIME", 0, 0},
+    {"WEIXIN", "WEBSEC_WX_TIMEOUT", "WEBSEC_WX_ALLTIME", 0, 0},
+};
+
+constexpr TimeoutKeys GENERIC_KEYS = {"", "WEBSEC_TIMEOUT", "WEBAUTH_ALLTIME", 600, 30 * 24 * 3600};
+
+// The text decides, not auth_mode: an unknown text logs in as LOCAL, with the generic keys.
+const TimeoutKeys& timeout_keys(std::string_view type) {
+  for (const TimeoutKeys& keys : MODE_KEYS) {
+    if (type == keys.type) return keys;
+  }
+  return GENERIC_KEYS;
+}
+
+// Minutes in decimal as seconds of 32 bits, without a range check.
+std::uint32_t seconds_of(const char* minutes, std::uint32_t when_empty, std::uint32_t when_0) {
+  if (*minutes == '\0') return when_empty;
+  const auto count = static_cast<std::uint32_t>(std::atoi(minutes));
+  return count == 0 ? when_0 : count * 60;
+}
+
+constexpr int LIST_LINE_SIZE = 100;
+
+bool are_bytes(const unsigned* first, const unsigned* last) {
+  return std::all_of(first, last, [](unsigned v) { return v <= 255; });
+}
+
+// An address as a number that counts upwards.
+std::uint32_t number_of(const unsigned (&n)[8], int first) {
+  return n[first] << 24 | n[first + 1] << 16 | n[first + 2] << 8 | n[first + 3];
+}
+
+void push_ip_number(std::uint32_t ip) {
+  push_ip_entry({static_cast<unsigned char>(ip >> 24), static_cast<unsigned char>(ip >> 16),
+                 static_cast<unsigned char>(ip >> 8), static_cast<unsigned char>(ip)});
+}
+
+// Sends both ends and all between them; returns how many.
+int push_range(std::uint32_t first, std::uint32_t last) {
+  if (last < first || last - first >= LONGEST_RANGE) return 0;
+  for (std::uint32_t ip = first; ip != last; ++ip) push_ip_number(ip);
+  push_ip_number(last);
+  return static_cast<int>(last - first) + 1;
+}
+
+int push_ip_line(const char* line) {
+  unsigned n[8];
+  const int count = std::sscanf(line, "%u.%u.%u.%u-%u.%u.%u.%u", &n[0], &n[1], &n[2], &n[3], &n[4],
+                                &n[5], &n[6], &n[7]);
+  if (count == 8 && are_bytes(n, n + 8)) return push_range(number_of(n, 0), number_of(n, 4));
+  // Not a range. Whatever stopped it, the four numbers before it are an address of their own.
+  if (count < 4 || !are_bytes(n, n + 4)) return 0;
+  push_ip_number(number_of(n, 0));
+  return 1;
+}
+
+}  // namespace
+
+int push_daemon_start() {
+  KernelMessage message;
+  init_kernel_message(message, DAEMON_START);
+  send_kernel_message_or_exit(message);
+  return 0;
+}
+
+int push_timeouts() {
+  KernelMessage message;
+  init_kernel_message(message, SET_TIMEOUTS);
+  const TimeoutKeys& keys = timeout_keys(setting_text("WEBAUTH_SECTYPE"));
+  message.ip = seconds_of(setting_text(keys.idle), DEFAULT_IDLE, keys.idle_for_0);
+  message.kind = seconds_of(setting_text(keys.maximum), DEFAULT_MAXIMUM, keys.maximum_for_0);
+  send_kernel_message_or_exit(message);
+  return 0;
+}
+
+int push_ip_entry(const unsigned char (&ip)[4]) {
+  KernelMessage message;
+  init_kernel_message(message, ADD_ENTRY);
+  message.kind = ENTRY_IP;
+  std::memcpy(&message.ip, ip, sizeof message.ip);
+  send_kernel_message_or_exit(message);
+  return 0;
+}
+
+int push_mac_entry(const unsigned char (&mac)[6], int remove) {
+  KernelMessage message;
+  init_kernel_message(message, remove == 1 ? REMOVE_MAC : ADD_ENTRY);
+  message.kind = ENTRY_MAC;
+  std::memcpy(message.mac, mac, sizeof message.mac);
+  send_kernel_message_or_exit(message);
+  return 0;
+}
+
+int load_mac_list(const char* path) {
+  const File file = open_for_reading(path);
+  if (!file) return 0;
+  int sent = 0;
+  char line[LIST_LINE_SIZE];
+  while (read_line(file.get(), line)) {
+    unsigned char mac[6];
+    if (!read_mac(line, mac)) continue;
+    push_mac_entry(mac, 0);
+    ++sent;
+  }
+  return sent;
+}
+
+int load_ip_list(const char* path) {
+  const File file = open_for_reading(path);
+  if (!file) return 0;
+  int sent = 0;
+  char line[LIST_LINE_SIZE];
+  while (read_line(file.get(), line)) sent += push_ip_line(line);
+  return sent;
+}
+
+}  // namespace webauth
