@@ -1,0 +1,71 @@
+#include "login/account_file.h"
+
+#include <array>
+
+#include "base/clock.h"
+#include "base/file.h"
+#include "core/event_log.h"
+#include "core/settings.h"
+#include "kernel/kernel_message.h"
+#include "users/account_limit.h"
+#include "users/user_log.h"
+
+namespace webauth {
+namespace {
+
+constexpr int LINE_SIZE = 256;
+constexpr std::size_t NAME_LENGTH = 63;  // also of the note
+constexpr std::size_t VALIDITY_LENGTH = 15;
+
+struct Fields {
+  std::array<std::string_view, 5> text;
+  std::size_t count = 0;
+};
+
+Fields split(std::string_view line) {
+  if (line.ends_with('\n')) line.remove_suffix(1);
+  Fields fields;
+  while (fields.count < fields.text.size()) {
+    const std::size_t end = line.find(' ');
+    fields.text[fields.count++] = line.substr(0, end);
+    if (end == std::string_view::npos) break;
+    line.remove_prefix(end + 1);
+  }
+  return fields;
+}
+
+}  // namespace
+
+OnlineUser read_account(std::string_view line) {
+  const Fields fields = split(line);
+  OnlineUser account;
+  account.kind = ENTRY_USER;
+  account.user = fields.text[0].substr(0, NAME_LENGTH);
+  if (fields.count >= 4) {
+    const std::string validity(fields.text[3].substr(0, VALIDITY_LENGTH));
+    const AccountLimit limit = parse_validity(validity.c_str());
+    account.limit_type = limit.type;
+    account.limit_value = limit.value;
+  }
+  if (fields.text[4] != "*") account.note = fields.text[4].substr(0, NAME_LENGTH);
+  return account;
+}
+
+int load_accounts(const char* path, AccountTable& accounts) {
+  const File file = open_for_reading(path);
+  if (!file) return -1;
+  int added = 0;
+  char line[LINE_SIZE];
+  while (read_line(file.get(), line)) {
+    OnlineUser account = read_account(line);
+    // An allowance is counted per account, which several sessions at once would make meaningless.
+    if (multi_user == 1 && account.limit_type == LIMIT_DAILY_TIME) continue;
+    account.create_time = now_seconds();
+    log_user(KEY_ACCOUNT, account);
+    append_user(accounts, std::move(account));
+    ++added;
+  }
+  return added;
+}
+
+}  // namespace webauth

@@ -1,0 +1,106 @@
+#include "login/account_login.h"
+
+#include <arpa/inet.h>
+#include <syslog.h>
+
+#include "base/clock.h"
+#include "base/text_field.h"
+#include "core/event_log.h"
+#include "core/settings.h"
+#include "kernel/transport.h"
+#include "kernel/user_entry.h"
+#include "login/login_reply.h"
+#include "users/account_limit.h"
+#include "users/registration_file.h"
+#include "users/user_log.h"
+
+namespace webauth {
+namespace {
+
+constexpr std::uint32_t EXPIRY_RECHECK_SECONDS = 600;
+
+constexpr char ONLINE_LINE[] =
+    "@#@ log_info n %s  - webident - -v ident.userident  ident.webidentup "
+    "ident.useridentname +  %s ";
+// An earlier login that ends is reported with the key of one that begins.
+constexpr char REPLACED_LINE[] =
+    "@#@ log_info n %s  - webident - -v ident.userident  ident.webidentup "
+    "ident.useridentname  + %s ";
+
+// The online time of the earlier login is not charged to the account.
+void end_earlier_login(OnlineUserTable& online_users, std::string_view name) {
+  const Position earlier = find_by_user(online_users, name);
+  if (!earlier) return;
+  const OnlineUser& user = user_at(online_users, *earlier);
+  remove_user_entry_or_exit(user.ip.c_str());
+  log_session(TITLE_USER, KEY_USER_DOWN, user);
+  syslog(LOG_INFO_PRIORITY, REPLACED_LINE, client_text(user).c_str(), user.user.c_str());
+  remove_user(online_users, *earlier);
+}
+
+// Judges the account's limit and puts what is left of it into the admission. False: none is left.
+bool grant_time(OnlineUser& account, std::int32_t now, KernelMessage& admission) {
+  const std::int32_t today = local_date_key(now);
+  switch (account.limit_type) {
+    case LIMIT_DAILY_TIME:
+      if (local_date_key(account.logout_time) != today) account.used_seconds = 0;
+      if (account.limit_value <= account.used_seconds) return false;
+      admission.time_allowance = static_cast<std::uint32_t>(account.limit_value) -
+                                 static_cast<std::uint32_t>(account.used_seconds);
+      return true;
+    case LIMIT_EXPIRY_DATE:
+      if (today > account.limit_value) return false;
+      admission.recheck_interval = EXPIRY_RECHECK_SECONDS;
+      return true;
+    default:
+      return true;
+  }
+}
+
+void mark_online(OnlineUser& account, std::int32_t now, const LoginRequest& request) {
+  account.online = 1;
+  account.login_time = now;
+  account.ip = field_text(request.ip);
+  account.mac = field_text(request.mac);
+  account.extra1 = field_text(request.extra1);
+  account.extra2 = field_text(request.extra2);
+}
+
+}  // namespace
+
+int login_local_account(int connection, const LoginRequest& request, AccountTable& accounts,
+                        OnlineUserTable& online_users) {
+  const std::string ip(field_text(request.ip));
+  if (find_by_ip(online_users, ip)) {
+    send_login_reply(connection, LOGIN_ACCEPTED);
+    return 0;
+  }
+  if (multi_user == 0) end_earlier_login(online_users, field_text(request.user));
+
+  const Position account = find_by_user(accounts, field_text(request.user));
+  if (!account) return 0;
+  KernelMessage admission = user_message(ADD_ENTRY, ip.c_str());
+  bool granted = false;
+  change_user(accounts, *account, [&](OnlineUser& user) {
+    const std::int32_t now = now_seconds();
+    user.tag = request.tag;
+    granted = grant_time(user, now, admission);
+    if (granted) mark_online(user, now, request);
+  });
+  if (!granted) {
+    send_login_reply(connection, LOGIN_TIME_EXHAUSTED);
+    return 1;
+  }
+  const OnlineUser& user = user_at(accounts, *account);
+  if (admission.ip != INADDR_NONE) {
+    send_kernel_message_or_exit(admission);
+    send_login_reply(connection, LOGIN_ACCEPTED);
+    append_user(online_users, user);
+    write_registration_file(REGISTRATION_TEMP_FILE, online_users);
+  }
+  log_session(TITLE_USER, KEY_USER_ON, user);
+  syslog(LOG_INFO_PRIORITY, ONLINE_LINE, client_text(user).c_str(), user.user.c_str());
+  return 0;
+}
+
+}  // namespace webauth

@@ -1,0 +1,25 @@
+#include "login/dispatch.h"
+
+#include "core/settings.h"
+#include "login/account_login.h"
+#include "login/one_key_login.h"
+
+namespace webauth {
+
+int dispatch_login(int connection, const LoginRequest& request, AccountTable& accounts,
+                   OnlineUserTable& online_users) {
+  if (request.type != LOGIN_REQUEST) return 0;
+  switch (auth_mode) {
+    case AuthMode::LOCAL:
+    case AuthMode::ADVERT:
+    case AuthMode::WEIXIN:
+      return login_one_key(connection, request, online_users);
+    case AuthMode::USERS:
+      return login_local_account(connection, request, accounts, online_users);
+    case AuthMode::EMAIL:
+      break;
+  }
+  return 0;
+}
+
+}  // namespace webauth

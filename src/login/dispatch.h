@@ -1,0 +1,14 @@
+// Picks the login method for a request.
+#pragma once
+
+#include "login/login_record.h"
+#include "users/online_user.h"
+
+namespace webauth {
+
+/// Handles one request of the login channel; `connection` is used to send the reply, if there is
+/// one. A request of another type than LOGIN_REQUEST is ignored. Returns 0.
+int dispatch_login(int connection, const LoginRequest& request, AccountTable& accounts,
+                   OnlineUserTable& online_users);
+
+}  // namespace webauth

@@ -1,0 +1,31 @@
+// The address group of visitors who logged in by e-mail, published for other router components.
+//
+// GROUP_FILE holds one line: "group<number> Email_Auth <address>,<address>... \n". The line that
+// creates the group ends in two blanks, a changed one in one. The group's number is one more than
+// GROUPIP_NUM_MAX, which is raised to it. The last address is never taken out, so the file does
+// not become empty again. Nothing here ends the process.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace webauth {
+
+inline constexpr char GROUP_FILE[] = "/tmp/emailgroupip.cfg";
+
+enum EmailGroupOperation : int {
+  EMAIL_GROUP_ADD = 1,
+  EMAIL_GROUP_REMOVE = 2,  ///< as is every code but 1
+};
+
+/// Adds an address (network byte order) to the group, or takes it out. Returns 0 when that was done
+/// or there was nothing to do, -1 when the file could not be opened or read.
+int email_group_update(int operation, std::uint32_t address);
+
+/// The two edits, on the text of the file. Each returns false, with the text as it was, when there
+/// is nothing to change or the line has fewer than three blanks.
+bool add_group_address(std::string& line, std::string_view address);
+bool remove_group_address(std::string& line, std::string_view address);
+
+}  // namespace webauth

@@ -1,0 +1,11 @@
+// The answer to a front end.
+#pragma once
+
+#include "login/login_record.h"
+
+namespace webauth {
+
+/// Sends one reply. A front end that has gone is no error.
+void send_login_reply(int connection, LoginResult result);
+
+}  // namespace webauth
