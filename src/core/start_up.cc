@@ -1,0 +1,90 @@
+#include "core/start_up.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstddef>
+#include <cstdlib>
+#include <ctime>
+
+#include "base/fatal.h"
+#include "base/text_field.h"
+#include "control/control_message.h"
+#include "core/event_log.h"
+#include "core/settings.h"
+#include "kernel/access_policy.h"
+#include "kernel/transport.h"
+#include "login/account_file.h"
+#include "login/login_record.h"
+#include "users/registration_path.h"
+
+namespace webauth {
+namespace {
+
+constexpr int LOGIN_BACKLOG = 25;
+
+// -d is accepted and changes nothing; getopt itself reports any other option.
+void scan_command_line(int argc, char** argv) {
+  while (getopt(argc, argv, "d") != -1) {
+  }
+}
+
+void read_settings() {
+  multi_user = read_multi_user();
+  auth_mode = read_auth_mode();
+  if (auth_mode == AuthMode::EMAIL) read_mail_server_settings();
+}
+
+void open_sockets() {
+  login_listen_fd = open_login_socket(LOGIN_SOCKET_PATH);
+  if (listen(login_listen_fd, LOGIN_BACKLOG) == -1) end_process();
+  control_fd = open_control_socket(CONTROL_SOCKET_PATH);
+  if (control_fd < 0) end_process();
+  netlink_fd = open_netlink_socket();
+  if (netlink_fd < 0) end_process();
+}
+
+}  // namespace
+
+int open_login_socket(const char* path) {
+  unlink(path);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (!put_field(address.sun_path, path)) end_process();
+  const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+  if (fd < 0) end_process();
+  if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) end_process();
+  return fd;
+}
+
+int open_control_socket(const char* path) {
+  const int fd = socket(AF_UNIX, SOCK_DGRAM, 0);
+  if (fd < 0) return -1;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (!put_field(address.sun_path, path)) return -1;
+  unlink(path);
+  const auto length =
+      static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + field_text(address.sun_path).size());
+  if (bind(fd, reinterpret_cast<const sockaddr*>(&address), length) < 0) return -1;
+  return fd;
+}
+
+void start_up(int argc, char** argv, AccountTable& accounts) {
+  log_event(TITLE_DAEMON_STARTED, "");
+  scan_command_line(argc, argv);
+  std::signal(SIGPIPE, SIG_IGN);  // a front end may go before it is answered
+  unlink(REGISTRATION_FILE);
+  read_settings();
+  std::srand(static_cast<unsigned>(std::time(nullptr)));
+  if (auth_mode == AuthMode::USERS) load_accounts(ACCOUNT_FILE, accounts);
+  open_sockets();
+  push_daemon_start();
+  push_timeouts();
+  load_mac_list(MAC_LIST_FILE);
+  load_ip_list(IP_LIST_FILE);
+}
+
+}  // namespace webauth

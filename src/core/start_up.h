@@ -1,0 +1,22 @@
+// Everything from the first instruction to the main loop, in its fixed order.
+#pragma once
+
+#include "users/online_user.h"
+
+namespace webauth {
+
+inline int login_listen_fd = -1;  ///< listening UNIX stream socket, one LoginRequest a connection
+inline int control_fd = -1;       ///< UNIX datagram socket, one control command a datagram
+
+/// Returns the bound stream socket; ends the process when it cannot be had. A file that is left at
+/// the path is removed.
+int open_login_socket(const char* path);
+
+/// Returns the bound datagram socket, or -1. A file that is left at the path is removed.
+int open_control_socket(const char* path);
+
+/// Reads the settings, opens the sockets and tells the kernel module what it must know. Any failure
+/// on the way ends the process with exit status 1 and no message.
+void start_up(int argc, char** argv, AccountTable& accounts);
+
+}  // namespace webauth
