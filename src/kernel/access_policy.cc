@@ -64,23 +64,11 @@ void push_ip_number(std::uint32_t ip) {
                  static_cast<unsigned char>(ip >> 8), static_cast<unsigned char>(ip)});
 }
 
-// Sends both ends and all between them; returns how many.
-int push_range(std::uint32_t first, std::uint32_t last) {
-  if (last < first || last - first >= LONGEST_RANGE) return 0;
-  for (std::uint32_t ip = first; ip != last; ++ip) push_ip_number(ip);
-  push_ip_number(last);
-  return static_cast<int>(last - first) + 1;
-}
-
-int push_ip_line(const char* line) {
-  unsigned n[8];
-  const int count = std::sscanf(line, "%u.%u.%u.%u-%u.%u.%u.%u", &n[0], &n[1], &n[2], &n[3], &n[4],
-                                &n[5], &n[6], &n[7]);
-  if (count == 8 && are_bytes(n, n + 8)) return push_range(number_of(n, 0), number_of(n, 4));
-  // Not a range. Whatever stopped it, the four numbers before it are an address of their own.
-  if (count < 4 || !are_bytes(n, n + 4)) return 0;
-  push_ip_number(number_of(n, 0));
-  return 1;
+// Returns how many were sent.
+int push_range(IpRange range) {
+  for (std::uint32_t ip = range.first; ip != range.last; ++ip) push_ip_number(ip);
+  push_ip_number(range.last);
+  return static_cast<int>(range.last - range.first) + 1;
 }
 
 }  // namespace
@@ -120,6 +108,19 @@ int push_mac_entry(const unsigned char (&mac)[6], int remove) {
   return 0;
 }
 
+std::optional<IpRange> read_ip_range(const char* line) {
+  unsigned n[8];
+  const int count = std::sscanf(line, "%u.%u.%u.%u-%u.%u.%u.%u", &n[0], &n[1], &n[2], &n[3], &n[4],
+                                &n[5], &n[6], &n[7]);
+  if (count < 4 || !are_bytes(n, n + 4)) return std::nullopt;
+  const std::uint32_t first = number_of(n, 0);
+  // Whatever keeps the line from being a range, its first address stands for itself.
+  if (count < 8 || !are_bytes(n + 4, n + 8)) return IpRange{first, first};
+  const std::uint32_t last = number_of(n, 4);
+  if (last < first || last - first >= LONGEST_RANGE) return std::nullopt;
+  return IpRange{first, last};
+}
+
 int load_mac_list(const char* path) {
   const File file = open_for_reading(path);
   if (!file) return 0;
@@ -139,7 +140,9 @@ int load_ip_list(const char* path) {
   if (!file) return 0;
   int sent = 0;
   char line[LIST_LINE_SIZE];
-  while (read_line(file.get(), line)) sent += push_ip_line(line);
+  while (read_line(file.get(), line)) {
+    if (const auto range = read_ip_range(line)) sent += push_range(*range);
+  }
   return sent;
 }
 

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 namespace webauth {
 
@@ -28,11 +29,20 @@ int push_ip_entry(const unsigned char (&ip)[4]);
 /// Lets one MAC address through, or withdraws it when `remove` is exactly 1.
 int push_mac_entry(const unsigned char (&mac)[6], int remove);
 
+/// IPv4 addresses as numbers that count upwards, both ends included.
+struct IpRange {
+  std::uint32_t first;
+  std::uint32_t last;
+};
+
+/// What a line of the IP list says: "first-last", or one address, also when what follows it does
+/// not make it a range. Nothing when it begins with neither, when the range runs backwards, or
+/// when it holds more than LONGEST_RANGE addresses.
+std::optional<IpRange> read_ip_range(const char* line);
+
 /// Send one message per address of a list file, in file order, and return how many were sent; 0
 /// when the file cannot be opened. Lines are read in pieces of at most 99 characters; what does
-/// not parse is skipped. A MAC line holds six hexadecimal numbers separated by colons. An IP line
-/// holds an address, or a range "first-last"; a range that runs backwards or holds more than
-/// LONGEST_RANGE addresses is skipped.
+/// not parse is skipped. A MAC line holds six hexadecimal numbers separated by colons.
 int load_mac_list(const char* path);
 int load_ip_list(const char* path);
 

@@ -23,7 +23,7 @@ struct Fields {
 };
 
 Fields split(std::string_view line) {
-  if (line.ends_with('\n')) line.remove_suffix(1);
+  line = line.substr(0, line.find('\n'));
   Fields fields;
   while (fields.count < fields.text.size()) {
     const std::size_t end = line.find(' ');
