@@ -1,5 +1,7 @@
 #include "kernel/access_policy.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -59,15 +61,21 @@ std::uint32_t number_of(const unsigned (&n)[8], int first) {
   return n[first] << 24 | n[first + 1] << 16 | n[first + 2] << 8 | n[first + 3];
 }
 
-void push_ip_number(std::uint32_t ip) {
-  push_ip_entry({static_cast<unsigned char>(ip >> 24), static_cast<unsigned char>(ip >> 16),
-                 static_cast<unsigned char>(ip >> 8), static_cast<unsigned char>(ip)});
+KernelMessage ip_entry_message() {
+  KernelMessage message;
+  init_kernel_message(message, ADD_ENTRY);
+  message.kind = ENTRY_IP;
+  return message;
 }
 
-// Returns how many were sent.
+// Returns how many were sent. One message serves for all: only its address changes.
 int push_range(IpRange range) {
-  for (std::uint32_t ip = range.first; ip != range.last; ++ip) push_ip_number(ip);
-  push_ip_number(range.last);
+  KernelMessage message = ip_entry_message();
+  for (std::uint32_t ip = range.first;; ++ip) {
+    message.ip = htonl(ip);
+    send_kernel_message_or_exit(message);
+    if (ip == range.last) break;
+  }
   return static_cast<int>(range.last - range.first) + 1;
 }
 
@@ -91,9 +99,7 @@ int push_timeouts() {
 }
 
 int push_ip_entry(const unsigned char (&ip)[4]) {
-  KernelMessage message;
-  init_kernel_message(message, ADD_ENTRY);
-  message.kind = ENTRY_IP;
+  KernelMessage message = ip_entry_message();
   std::memcpy(&message.ip, ip, sizeof message.ip);
   send_kernel_message_or_exit(message);
   return 0;

@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "kernel/kernel_message.h"
+#include "users/published_line.h"
 
 namespace webauth {
 namespace {
@@ -53,13 +54,6 @@ std::size_t line_offset(const UserTable& table, std::size_t position) {
   return std::accumulate(first, first + static_cast<std::ptrdiff_t>(position), std::size_t{0});
 }
 
-// Drops the published lines from a record on, to be rendered anew.
-void drop_lines(UserTable& table, std::size_t position) {
-  if (position >= table.listed_lengths.size()) return;
-  table.listed_text.resize(line_offset(table, position));
-  table.listed_lengths.resize(position);
-}
-
 }  // namespace
 
 void append_user(UserTable& table, OnlineUser user) {
@@ -80,7 +74,10 @@ void remove_user(UserTable& table, std::size_t position) {
 
 void remove_users(UserTable& table, const std::vector<std::size_t>& positions) {
   if (positions.empty()) return;
-  drop_lines(table, positions.front());
+  if (positions.front() < table.listed_lengths.size()) {  // the lines behind are rendered anew
+    table.listed_text.resize(line_offset(table, positions.front()));
+    table.listed_lengths.resize(positions.front());
+  }
   erase_all(table.user_hashes, positions);
   erase_all(table.ip_hashes, positions);
   erase_all(table.users, positions);
@@ -90,7 +87,11 @@ void note_user_changed(UserTable& table, std::size_t position) {
   const OnlineUser& user = *table.users[position];
   table.user_hashes[position] = hash_of(user.user);
   table.ip_hashes[position] = hash_of(user.ip);
-  drop_lines(table, position);
+  if (position >= table.listed_lengths.size()) return;
+  std::string line;
+  append_published_line(line, user);
+  table.listed_text.replace(line_offset(table, position), table.listed_lengths[position], line);
+  table.listed_lengths[position] = static_cast<std::uint32_t>(line.size());
 }
 
 Position find_by_ip(const UserTable& table, std::string_view ip) {

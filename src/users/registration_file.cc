@@ -3,38 +3,19 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <cstdio>
 
 #include "base/fd_guard.h"
-#include "core/settings.h"
-#include "kernel/kernel_message.h"
+#include "users/published_line.h"
 
 namespace webauth {
 namespace {
-
-void append_number(std::string& text, std::int32_t number) {
-  char digits[11];
-  const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-  text.append(digits, end);
-}
-
-void append_line(std::string& text, const OnlineUser& user) {
-  text.append(user.user).push_back(' ');
-  text.append(user.ip).push_back(' ');
-  text.append(user.mac).push_back(' ');
-  append_number(text, user.login_time);
-  text.push_back(' ');
-  append_number(text, static_cast<std::int32_t>(auth_mode));
-  text.append(" \n");
-}
 
 // Adds the lines of the records that have none yet; those before them are as they should be.
 void render_list(UserTable& table) {
   for (std::size_t i = table.listed_lengths.size(); i < table.users.size(); ++i) {
     const std::size_t before = table.listed_text.size();
-    const OnlineUser& user = user_at(table, i);
-    if (user.online == 1 && user.kind == ENTRY_USER) append_line(table.listed_text, user);
+    append_published_line(table.listed_text, user_at(table, i));
     table.listed_lengths.push_back(static_cast<std::uint32_t>(table.listed_text.size() - before));
   }
 }

@@ -1,0 +1,21 @@
+// The floors: what each operation must do whatever the daemon is made of, in bare calls on the same
+// sockets and paths, with the bytes that the daemon itself left in World::traces.
+//
+// No select, no table, no text is made here. What fails ends the program.
+#pragma once
+
+#include "world.h"
+
+namespace webauth {
+
+/// One connection with 300 bytes each way, one kernel message, the list, two log records.
+void floor_login(World& world);
+
+/// One kernel message in, two log records, the list.
+void floor_offline(World& world);
+
+/// One control datagram in, one kernel message out, two log records, the list, a look at the size
+/// of the e-mail group file.
+void floor_cut(World& world);
+
+}  // namespace webauth

@@ -1,0 +1,120 @@
+// What the daemon costs, beside the floor under it: what each operation must do whatever the daemon
+// is made of. It prints figures and goals; no figure fails it.
+#include <signal.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "footprint.h"
+#include "measure.h"
+#include "neighbours.h"
+#include "operations.h"
+#include "platform/kernel_endpoint.h"
+#include "start_up_bench.h"
+
+namespace webauth {
+namespace {
+
+constexpr double GOAL = 1.5;
+
+struct Options {
+  int repetitions = 9;
+  int idle_seconds = 10;
+  std::vector<std::size_t> users = {1, 100, 1'000, 10'000, 100'000};
+  std::string only;  // part of the names of what is measured
+};
+
+bool is_wanted(const Options& options, std::string_view name) {
+  return name.find(options.only) != std::string_view::npos;
+}
+
+// A repetition lasts some tenths of a second.
+int iterations_for(std::size_t users) {
+  if (users >= 100'000) return 60;
+  return users >= 10'000 ? 400 : 2'000;
+}
+
+Row measure_operation(const Operation& operation, std::size_t users, int repetitions) {
+  Row row{.operation = operation.name, .users = users, .goal = GOAL};
+  World world(operation.mode, users);
+  if (!rehearse(operation, world)) {
+    row.failure = "not done";
+    return row;
+  }
+  Traces ignored;
+  const auto daemon = [&] {
+    operation.prepare(world);
+    const double seconds = seconds_of([&] { operation.daemon(world); });
+    if (!had_effect(operation, world)) return -1.0;
+    drain(world, ignored);
+    operation.restore(world);
+    return seconds;
+  };
+  const auto floor = [&] {
+    operation.prepare(world);
+    const double seconds = seconds_of([&] { operation.floor(world); });
+    drain(world, ignored);
+    return seconds;
+  };
+  measure_in_turns(row, {repetitions, iterations_for(users)}, daemon, floor);
+  return row;
+}
+
+void run(const Options& options) {
+  std::vector<Row> rows;
+  for (const Operation& operation : operations()) {
+    if (!is_wanted(options, operation.name)) continue;
+    for (const std::size_t users : options.users) {
+      rows.push_back(measure_operation(operation, users, options.repetitions));
+    }
+  }
+  if (is_wanted(options, "IP range")) measure_ip_range(rows, options.repetitions);
+  if (is_wanted(options, "accounts")) measure_accounts(rows, options.repetitions);
+  if (!rows.empty()) print_rows(rows, options.repetitions);
+  if (is_wanted(options, "footprint")) print_footprint(options.idle_seconds);
+}
+
+int run_program(int argc, char** argv) {
+  Options options;
+  bool quick = false;
+  CLI::App app("Measures the daemon against the floor under each operation.");
+  app.add_option("--repetitions", options.repetitions, "repetitions of each figure")
+      ->check(CLI::Range(1, 1000));
+  app.add_option("--users", options.users, "numbers of users online")
+      ->check(CLI::Range(1, 1'000'000));
+  app.add_option("--only", options.only, "part of an operation's name, or \"footprint\"");
+  app.add_flag("--quick", quick, "one repetition of each, to see that all of it runs");
+  CLI11_PARSE(app, argc, argv);
+  if (quick) {
+    options.repetitions = 1;
+    options.idle_seconds = 2;
+  }
+  // Everything below uses the fixed paths of the daemon and of syslog.
+  if (access("/dev/log", F_OK) == 0) {
+    std::fputs("webauth-bench: syslog is here already; run me through scripts/sandbox\n", stderr);
+    return EXIT_FAILURE;
+  }
+  signal(SIGPIPE, SIG_IGN);
+  setenv("WEBAUTHD_KERNEL_PORT", std::to_string(GATE_PORT).c_str(), 1);
+  run(options);
+  unlink("/dev/log");
+  return EXIT_SUCCESS;
+}
+
+}  // namespace
+}  // namespace webauth
+
+int main(int argc, char** argv) {
+  try {
+    return webauth::run_program(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "webauth-bench: %s\n", error.what());
+    return EXIT_FAILURE;
+  }
+}

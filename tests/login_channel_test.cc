@@ -1,0 +1,182 @@
+#include <arpa/inet.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <cstddef>
+#include <cstring>
+#include <deque>
+#include <filesystem>
+#include <set>
+
+#include "base/clock.h"
+#include "control/control_message.h"
+#include "kernel/kernel_message.h"
+#include "login/login_record.h"
+#include "support/world.h"
+
+namespace webauth {
+namespace {
+
+const std::string ONLINE_END = "  - webident - -v ident.onekeyident ident.webidentup";
+
+class LoginChannelTest : public World {
+ protected:
+  [[nodiscard]] std::ptrdiff_t open_descriptors() const {
+    return std::distance(
+        std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/fd"), {});
+  }
+
+  [[nodiscard]] std::int64_t processor_microseconds() const {
+    clockid_t clock{};
+    timespec used{};
+    clock_getcpuclockid(pid_, &clock);
+    clock_gettime(clock, &used);
+    return used.tv_sec * std::int64_t{1'000'000} + used.tv_nsec / 1'000;
+  }
+
+  // After its first line the daemon keeps a connection to the system log.
+  void start_with_a_login() {
+    start();
+    login("10.9.9.9", "first");
+    log();
+  }
+
+  // The clients of the online lines since the last call: "<ip> <mac>".
+  Lines logged_clients() {
+    Lines clients;
+    for (const std::string& line : log()) {
+      if (!line.ends_with(ONLINE_END)) continue;
+      clients.push_back(line.substr(15, line.size() - 15 - ONLINE_END.size()));
+    }
+    return clients;
+  }
+};
+
+TEST_F(LoginChannelTest, RequestsOfEveryLength) {
+  start_with_a_login();
+  const auto descriptors = open_descriptors();
+  const std::string ip = "10.0.0.9", mac = "0a:1b:2c:3d:4e:5f";
+  std::string whole(1000, '\xff');  // every other field is full and has no end
+  whole.replace(0, 4, {"\2\0\0\0", 4});
+  whole.replace(148, 40, login_request(ip, mac), 148, 40);
+  std::set<std::string> admitted;
+  for (std::size_t length = 0; length <= 1000; length += length < 302 ? 1 : 698) {
+    SCOPED_TRACE(length);
+    const std::string got_ip = ip.substr(0, length < 148 ? 0 : length - 148);
+    const std::string got_mac = mac.substr(0, length < 164 ? 0 : length - 164);
+    const bool parses = inet_addr(got_ip.c_str()) != INADDR_NONE;
+    const bool known = admitted.contains(got_ip);
+    const FrontEnd client;
+    client.send(whole.substr(0, length));
+    EXPECT_EQ(length == 0 || known ? Lines{} : Lines{got_ip + " " + got_mac}, logged_clients());
+    EXPECT_EQ(length > 0 && parses && !known ? "300: 1" : "", client.reply());
+    if (parses) admitted.insert(got_ip);
+  }
+  EXPECT_EQ(descriptors, open_descriptors());
+}
+
+TEST_F(LoginChannelTest, TextsThatFillTheirFields) {
+  start();
+  kernel(), log();
+  const std::string ip = "010.000.000.0001", mac(24, 'm');  // octal, as the address text is read
+  EXPECT_EQ("300: 1", login(ip, mac));
+  EXPECT_EQ(Lines{"360: 178 0 0 pid 168 0 1000008 2"}, kernel());
+  EXPECT_EQ(Lines{ip + " " + mac}, logged_clients());
+  EXPECT_EQ(" " + ip + " " + mac + " NOW 0 \n", published());
+  EXPECT_EQ("300: 1", login("8.0.0.1", "")) << "texts differ, whatever they mean";
+}
+
+TEST_F(LoginChannelTest, OtherTypesAreIgnored) {
+  start();
+  kernel(), log();
+  for (const unsigned type : {0u, 1u, 3u, 0x102u, 0x2000000u, 0xffffffffu}) {
+    std::string request = login_request("10.0.0.1", "m");
+    std::memcpy(request.data(), &type, sizeof type);
+    const FrontEnd client;
+    client.send(request);
+    EXPECT_EQ("", client.reply()) << type;
+  }
+  EXPECT_EQ(Lines{}, log());
+  EXPECT_EQ(Lines{}, kernel());
+}
+
+TEST_F(LoginChannelTest, FrontEndsThatLeaveAtOnce) {
+  start_with_a_login();
+  const auto descriptors = open_descriptors();
+  for (int i = 0; i < 50; ++i) {
+    const std::string ip = "10.0.1." + std::to_string(i);
+    { const FrontEnd silent; }
+    {
+      const FrontEnd gone_before_the_answer;
+      gone_before_the_answer.send(login_request(ip, "m"));
+    }
+    EXPECT_EQ(Lines{ip + " m"}, logged_clients());
+  }
+  EXPECT_EQ(descriptors, open_descriptors());
+}
+
+TEST_F(LoginChannelTest, SlowFrontEndsAreAllAnswered) {
+  start();
+  std::deque<FrontEnd> clients(20);
+  EXPECT_EQ(0, poll(nullptr, 0, 50));
+  for (std::size_t i = 0; i < clients.size(); ++i) {
+    clients[i].send(login_request("10.0.0." + std::to_string(i), "m"));
+  }
+  settle();
+  for (const FrontEnd& client : clients) EXPECT_EQ("300: 1", client.reply());
+  EXPECT_EQ(20u, logged_clients().size());
+}
+
+TEST_F(LoginChannelTest, SilentFrontEndIsDisplacedAfterASecond) {
+  start_with_a_login();
+  const auto descriptors = open_descriptors();
+  const std::int64_t begun = steady_microseconds();
+  const std::int64_t used = processor_microseconds();
+  const FrontEnd silent;
+  settle();
+  const FrontEnd next;
+  next.send(login_request("10.0.0.1", "m"));
+  EXPECT_EQ("300: 1", next.reply());
+  EXPECT_LE(990'000, steady_microseconds() - begun) << "displaced early";
+  EXPECT_EQ("", silent.reply());
+  const FrontEnd late;  // nobody waits behind this one, so it may take its time
+  EXPECT_EQ(0, poll(nullptr, 0, 1'200));
+  late.send(login_request("10.0.0.2", "m"));
+  EXPECT_EQ("300: 1", late.reply());
+  EXPECT_GE(200'000, processor_microseconds() - used) << "does not sleep while it waits";
+  settle();
+  EXPECT_EQ(descriptors, open_descriptors());
+}
+
+TEST_F(LoginChannelTest, OrderWithinOnePass) {
+  start();
+  EXPECT_EQ("300: 1", login("10.0.0.1", "cut"));
+  EXPECT_EQ("300: 1", login("10.0.0.2", "offline"));
+  const FrontEnd held;
+  log();
+  kill(pid_, SIGSTOP);
+  EXPECT_EQ(pid_, waitpid(pid_, nullptr, WUNTRACED));
+  KernelMessage offline{};
+  offline.command = ENTRY_OFFLINE;
+  offline.ip = inet_addr("10.0.0.2");
+  kernel_event(bytes_of(offline));
+  const CutIpMessage cut{.command = CTL_CUT_IP, .unused1 = {}, .ip = "10.0.0.1", .unused2 = {}};
+  control(bytes_of(cut));
+  const FrontEnd next;
+  next.send(login_request("10.0.0.4", "next"));
+  held.send(login_request("10.0.0.3", "held"));
+  kill(pid_, SIGCONT);
+  EXPECT_EQ(pid_, waitpid(pid_, nullptr, WCONTINUED));
+  Lines order;
+  for (const std::string& line : log()) {
+    for (const char* mac : {"held", "cut", "offline", "next"}) {
+      const bool its_line = line.find(std::string(" ") + mac + " ") != std::string::npos;
+      if (its_line && line.starts_with("@#@")) order.push_back(mac);
+    }
+  }
+  EXPECT_EQ((Lines{"held", "cut", "offline", "next"}), order);
+}
+
+}  // namespace
+}  // namespace webauth

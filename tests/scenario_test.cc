@@ -1,0 +1,132 @@
+// Plays the scenarios of tests/scenarios: each is a transcript of one daemon's life. Lines that
+// begin with "> " are done, the others are what must then be seen, in this order: the reply to a
+// front end, messages to the kernel module, log lines, and the published list when it is written.
+// "$" marks the end of a text. Blank lines and lines that begin with "#" separate. With
+// WRITE_SCENARIOS in the environment the files are written anew; read the difference.
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iomanip>
+#include <sstream>
+
+#include "control/control_message.h"
+#include "kernel/kernel_message.h"
+#include "support/world.h"
+#include "users/registration_path.h"
+
+namespace webauth {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ScenarioTest : public World, public testing::WithParamInterface<fs::path> {
+ protected:
+  void obey(const std::string& command) {
+    std::istringstream words(command);
+    std::string verb, a, b, c;
+    words >> verb >> std::quoted(a) >> std::quoted(b) >> std::quoted(c);
+    if (verb == "start") {
+      start(settings_);
+    } else if (verb == "setting") {
+      settings_ += a + "\n";
+    } else if (verb == "line") {
+      std::ofstream(a, std::ios::app) << command.substr(command.find(a) + a.size() + 1) << "\n";
+    } else if (verb == "show") {
+      show("", read_file(a));
+    } else if (verb == "login") {
+      say("reply", login(a, b, c));
+    } else if (verb == "online" || verb == "offline" || verb == "check") {
+      report(verb, a, b, c);
+    } else {
+      command_daemon(verb, a, b, c);
+    }
+    observe();
+  }
+
+  std::string seen_;
+
+ private:
+  void say(const char* what, const std::string& text) {
+    if (!text.empty()) seen_ += std::string(what) + " " + text + "$\n";
+  }
+
+  void show(const std::string& what, const std::string& text) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) seen_ += what + line + "$\n";
+  }
+
+  void report(const std::string& verb, const std::string& kind, const std::string& ip,
+              const std::string& mac) {
+    unsigned b[6] = {};
+    KernelMessage message{};
+    message.command = verb == "online"  ? ENTRY_ONLINE
+                      : verb == "check" ? CHECK_EXPIRY
+                                        : ENTRY_OFFLINE;
+    if (verb == "online") message.kind = static_cast<std::uint32_t>(std::stoul(kind));
+    const std::string& address = verb == "online" ? ip : kind;
+    std::sscanf(address.c_str(), "%u.%u.%u.%u", &b[0], &b[1], &b[2], &b[3]);
+    for (unsigned i = 0; i < 4; ++i) message.ip |= b[i] << (8 * i);  // as little-endian words
+    std::sscanf(mac.c_str(), "%x:%x:%x:%x:%x:%x", &b[0], &b[1], &b[2], &b[3], &b[4], &b[5]);
+    if (!mac.empty()) std::copy(b, b + 6, message.mac);
+    kernel_event(bytes_of(message));
+  }
+
+  // A datagram that is cut behind its last text, like "cut" without the blanks around it.
+  void command_daemon(const std::string& verb, const std::string& a, const std::string& b,
+                      const std::string& c) {
+    const struct {
+      const char* verb;
+      std::uint32_t command;
+      std::size_t offset;
+    } rows[] = {{"add", CTL_ADD_ACCOUNT, 4},    {"delete", CTL_DELETE_ACCOUNT, 4},
+                {"cut", CTL_CUT_IP, 68},        {"allow", CTL_ALLOW_MAC, 164},
+                {"remove", CTL_REMOVE_MAC, 84}, {"unknown", 4, 4}};
+    for (const auto& row : rows) {
+      if (verb != row.verb) continue;
+      std::string bytes(300, '\0');
+      bytes.replace(0, 4, bytes_of(row.command));
+      bytes.replace(row.offset, a.size(), a);
+      if (row.command == CTL_ADD_ACCOUNT) bytes.replace(84, b.size(), b).replace(100, c.size(), c);
+      return control(std::string_view(bytes).substr(0, bytes.find_last_not_of('\0') + 1));
+    }
+    FAIL() << "no such command: " << verb;
+  }
+
+  void observe() {
+    for (const std::string& message : kernel()) say("kernel", message);
+    for (const std::string& line : log()) say("log", line);
+    struct stat list {};
+    if (stat(REGISTRATION_FILE, &list) != 0 || list.st_ctim.tv_nsec == written_) return;
+    written_ = list.st_ctim.tv_nsec;
+    show("list ", published() + (list.st_size == 0 ? "(empty)\n" : ""));
+  }
+
+  std::string settings_;
+  long written_ = 0;
+};
+
+TEST_P(ScenarioTest, GoesAsWritten) {
+  const std::string expected = read_file(GetParam());
+  std::istringstream file(expected);
+  for (std::string line; std::getline(file, line);) {
+    const bool command = line.starts_with("> ");
+    if (command || line.empty() || line[0] == '#') seen_ += line + "\n";
+    if (command) obey(line.substr(2));
+  }
+  if (std::getenv("WRITE_SCENARIOS") != nullptr) write_file(GetParam(), seen_);
+  EXPECT_EQ(expected, seen_);
+}
+
+std::vector<fs::path> scenarios() {
+  std::vector<fs::path> paths;
+  for (const auto& entry : fs::directory_iterator(SCENARIOS)) paths.push_back(entry.path());
+  return paths;
+}
+
+INSTANTIATE_TEST_SUITE_P(All, ScenarioTest, testing::ValuesIn(scenarios()),
+                         [](const auto& scenario) { return scenario.param.stem().string(); });
+
+}  // namespace
+}  // namespace webauth

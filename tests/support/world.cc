@@ -1,0 +1,311 @@
+#include "support/world.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sched.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
+#include <sys/vfs.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "base/clock.h"
+#include "control/control_message.h"
+#include "login/login_record.h"
+#include "platform/kernel_endpoint.h"
+#include "users/registration_path.h"
+
+namespace webauth {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char OUTPUT[] = "/tmp/webauthd.output";
+constexpr int PATIENCE = 10;  // seconds
+
+sockaddr_un unix_address(const char* path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::string_view(path).copy(address.sun_path, sizeof address.sun_path - 1);
+  return address;
+}
+
+sockaddr_nl netlink_address(std::uint32_t port) {
+  sockaddr_nl address{};
+  address.nl_family = AF_NETLINK;
+  address.nl_pid = port;
+  return address;
+}
+
+int open_socket(int family, int type, int protocol, auto call, const auto& address) {
+  const int fd = socket(family, type | SOCK_CLOEXEC, protocol);
+  if (call(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    throw std::runtime_error(strerror(errno));
+  }
+  return fd;
+}
+
+void send_whole(int fd, std::string_view bytes) {
+  EXPECT_EQ(static_cast<ssize_t>(bytes.size()), send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL));
+}
+
+bool receive_now(int fd, std::string& bytes) {
+  bytes.resize(65536);
+  const ssize_t size = recv(fd, bytes.data(), bytes.size(), MSG_DONTWAIT);
+  bytes.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+  return size >= 0;
+}
+
+bool is_blocked_in_select(pid_t pid) {
+  std::ifstream file("/proc/" + std::to_string(pid) + "/syscall");
+  long number = -1;
+  if (!(file >> number)) return false;  // "running"
+#ifdef SYS_select
+  if (number == SYS_select) return true;
+#endif
+  return number == SYS_pselect6;
+}
+
+}  // namespace
+
+std::string record_text(std::string_view bytes, pid_t pid) {
+  if (bytes.empty()) return "";
+  std::string padded(bytes.substr(0, bytes.find_last_not_of('\0') + 1));
+  padded.resize((padded.size() + 3) / 4 * 4);
+  std::ostringstream text;
+  text << bytes.size() << ':' << std::hex;
+  for (std::size_t at = 0; at < padded.size(); at += 4) {
+    std::uint32_t word = 0;
+    std::memcpy(&word, padded.data() + at, sizeof word);
+    at == 12 && word == static_cast<std::uint32_t>(pid) ? text << " pid" : text << ' ' << word;
+  }
+  return text.str();
+}
+
+void write_file(const std::string& path, std::string_view text) {
+  fs::remove(path);
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string read_file(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return "(none)";
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string login_request(std::string_view ip, std::string_view mac, std::string_view user) {
+  LoginRequest request{};
+  user.copy(request.user, sizeof request.user);
+  request.type = LOGIN_REQUEST;
+  ip.copy(request.ip, sizeof request.ip);
+  mac.copy(request.mac, sizeof request.mac);
+  return std::string(bytes_of(request));
+}
+
+FrontEnd::FrontEnd()
+    : fd_(open_socket(AF_UNIX, SOCK_STREAM, 0, connect, unix_address(LOGIN_SOCKET_PATH))) {
+  const timeval patience{.tv_sec = PATIENCE, .tv_usec = 0};
+  setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+}
+
+FrontEnd::~FrontEnd() { close(fd_); }
+
+void FrontEnd::send(std::string_view bytes) const {
+  bytes.empty() ? void(shutdown(fd_, SHUT_WR)) : send_whole(fd_, bytes);
+}
+
+std::string FrontEnd::reply() const {
+  std::string bytes;
+  char buffer[1024];
+  ssize_t count = 0;
+  while ((count = recv(fd_, buffer, sizeof buffer, 0)) > 0) {
+    bytes.append(buffer, static_cast<std::size_t>(count));
+  }
+  // A daemon that closes on bytes it has not read resets the connection.
+  return count == 0 || errno == ECONNRESET ? record_text(bytes) : "not closed in time";
+}
+
+World::World() {
+  struct statfs root {};
+  if (statfs("/", &root) != 0 || root.f_type != TMPFS_MAGIC) {
+    throw std::runtime_error("this test is to be run through scripts/sandbox");
+  }
+  fs::remove("/dev/log");
+  log_fd_ = open_socket(AF_UNIX, SOCK_DGRAM, 0, bind, unix_address("/dev/log"));
+  reset();
+}
+
+World::~World() {
+  end_daemon();
+  close(log_fd_);
+  close_kernel_side();
+}
+
+void World::reset() {
+  end_daemon();
+  for (const char* directory : {"/tmp", "/disk/conf", "/var/http", "/etc/webauthd"}) {
+    fs::create_directories(directory);
+    for (const auto& entry : fs::directory_iterator(directory)) {
+      // The project itself may lie in here.
+      if (!std::string_view(WEBAUTHD_BINARY).starts_with(entry.path().string() + "/")) {
+        fs::remove_all(entry);
+      }
+    }
+  }
+  for (const char* file : {"/etc/qvip.cfg", "/etc/weixin_dns_file.conf"}) fs::remove(file);
+  open_kernel_side();
+  log_.clear();
+  kernel_.clear();
+}
+
+void World::open_kernel_side() {
+  close_kernel_side();
+  kernel_fd_ =
+      open_socket(AF_NETLINK, SOCK_RAW, NETLINK_USERSOCK, bind, netlink_address(GATE_PORT));
+}
+
+void World::close_kernel_side() {
+  if (kernel_fd_ >= 0) close(kernel_fd_);
+  kernel_fd_ = -1;
+}
+
+void World::launch(const Options& options) {
+  if (pid_ > 0) end_daemon();
+  write_file("/etc/webauthd/settings", options.settings);
+  std::vector<char*> arguments = {const_cast<char*>("webauthd")};
+  for (const std::string& text : options.arguments)
+    arguments.push_back(const_cast<char*>(text.c_str()));
+  arguments.push_back(nullptr);
+  started_ = std::time(nullptr);
+  pid_ = fork();
+  if (pid_ != 0) return;
+  setenv("WEBAUTHD_KERNEL_PORT", std::to_string(GATE_PORT).c_str(), 1);
+  for (const std::string& text : options.environment) putenv(const_cast<char*>(text.c_str()));
+  dup2(open(OUTPUT, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDOUT_FILENO);
+  dup2(STDOUT_FILENO, STDERR_FILENO);
+  execv(WEBAUTHD_BINARY, arguments.data());
+  _exit(127);
+}
+
+void World::start(const Options& options) {
+  launch(options);
+  settle();
+}
+
+int World::run_to_end(const Options& options) {
+  launch(options);
+  return wait_for_end();
+}
+
+int World::wait_for_end() {
+  for (const auto late = std::time(nullptr) + PATIENCE; !has_ended(); sched_yield()) {
+    drain();
+    if (std::time(nullptr) > late) kill(pid_, SIGKILL);
+  }
+  drain();
+  pid_ = 0;
+  return WIFEXITED(status_) ? WEXITSTATUS(status_) : -1;
+}
+
+// Without the kernel side the next message to it is the daemon's end, one at which a sanitizer
+// looks for leaks.
+void World::end_daemon() {
+  if (pid_ > 0) {
+    close_kernel_side();
+    EXPECT_FALSE(has_ended()) << "the daemon has ended by itself";
+    AllowMacMessage allow{.command = CTL_ALLOW_MAC, .unused1{}, .mac = "1:2:3:4:5:6", .unused2{}};
+    control(bytes_of(allow));
+    EXPECT_EQ(1, wait_for_end());
+    open_kernel_side();
+  }
+  EXPECT_EQ("", fs::exists(OUTPUT) ? output() : "");
+}
+
+bool World::has_ended() { return waitpid(pid_, &status_, WNOHANG) != 0; }
+
+void World::settle() {
+  for (const auto late = std::time(nullptr) + PATIENCE; !is_blocked_in_select(pid_);
+       sched_yield()) {
+    drain();
+    if (has_ended()) FAIL() << "the daemon has ended";
+    if (std::time(nullptr) > late) FAIL() << "the daemon does not come to rest";
+  }
+  drain();
+}
+
+void World::drain() {
+  std::string bytes;
+  while (receive_now(log_fd_, bytes)) note_log(bytes);
+  while (receive_now(kernel_fd_, bytes)) kernel_.push_back(record_text(bytes, pid_));
+}
+
+void World::note_log(std::string_view datagram) {
+  const auto header = datagram.find(": ");  // "<133>Jan  1 00:00:00 user: text"
+  std::string text(datagram.substr(header + 2));
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\0')) text.pop_back();
+  const bool record =
+      datagram.starts_with("<133>") && datagram.substr(0, header).ends_with(" user");
+  const bool line = (std::atoi(datagram.data() + 1) & 7) == 0;
+  EXPECT_TRUE(text.starts_with("R1 0 K5 ") ? record : text.starts_with("@#@ log_info ") && line)
+      << datagram;
+  log_.push_back(std::move(text));
+}
+
+Lines World::log() {
+  pid_ > 0 ? settle() : drain();
+  return std::exchange(log_, {});
+}
+
+Lines World::kernel() {
+  pid_ > 0 ? settle() : drain();
+  return std::exchange(kernel_, {});
+}
+
+std::string World::output() {
+  std::string text = read_file(OUTPUT);
+  fs::resize_file(OUTPUT, 0);
+  return text;
+}
+
+std::string World::login(std::string_view ip, std::string_view mac, std::string_view user) {
+  const FrontEnd client;
+  client.send(login_request(ip, mac, user));
+  settle();
+  return client.reply();
+}
+
+std::string World::published() {
+  std::istringstream file(read_file(REGISTRATION_FILE));
+  std::string text;
+  for (std::string line; std::getline(file, line); text += line + "\n") {
+    const auto end = line.rfind(' ', line.size() - 2);  // before the mode number
+    const auto begin = line.rfind(' ', end - 1) + 1;
+    const long time = std::atol(line.c_str() + begin);
+    if (time >= started_ && time <= std::time(nullptr)) line.replace(begin, end - begin, "NOW");
+  }
+  return text;
+}
+
+void World::control(std::string_view datagram) {
+  const int fd = open_socket(AF_UNIX, SOCK_DGRAM, 0, connect, unix_address(CONTROL_SOCKET_PATH));
+  send_whole(fd, datagram);
+  close(fd);
+}
+
+void World::kernel_event(std::string_view datagram) {
+  const sockaddr_nl address = netlink_address(static_cast<std::uint32_t>(pid_));
+  connect(kernel_fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  send_whole(kernel_fd_, datagram);
+}
+
+}  // namespace webauth
