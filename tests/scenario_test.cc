@@ -69,7 +69,7 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
     std::sscanf(address.c_str(), "%u.%u.%u.%u", &b[0], &b[1], &b[2], &b[3]);
     for (unsigned i = 0; i < 4; ++i) message.ip |= b[i] << (8 * i);  // as little-endian words
     std::sscanf(mac.c_str(), "%x:%x:%x:%x:%x:%x", &b[0], &b[1], &b[2], &b[3], &b[4], &b[5]);
-    if (!mac.empty()) std::copy(b, b + 6, message.mac);
+    if (!mac.empty()) std::copy(b, b + 6, message.mac.begin());
     kernel_event(bytes_of(message));
   }
 

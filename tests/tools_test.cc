@@ -12,7 +12,7 @@
 #include "gate/gate_command.h"
 #include "gate/input_lines.h"
 #include "gate/message_text.h"
-#include "text/address_text.h"
+#include "text/address_input.h"
 #include "text/terminal_text.h"
 
 namespace webauth {

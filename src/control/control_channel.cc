@@ -91,8 +91,7 @@ void cut_ip(const CutIpMessage& message, AccountTable& accounts, OnlineUserTable
 // `field` is the one that the command keeps its MAC address in.
 void push_mac_field(const char (&field)[24], int remove) {
   const std::string text(field_text(field));
-  unsigned char mac[6];
-  if (read_mac(text.c_str(), mac)) push_mac_entry(mac, remove);
+  if (const auto mac = read_mac(text.c_str())) push_mac_entry(*mac, remove);
 }
 
 }  // namespace

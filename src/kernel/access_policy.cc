@@ -8,7 +8,6 @@
 #include <cstring>
 #include <string_view>
 
-#include "base/address_text.h"
 #include "base/file.h"
 #include "core/settings.h"
 #include "kernel/transport.h"
@@ -105,11 +104,11 @@ int push_ip_entry(const unsigned char (&ip)[4]) {
   return 0;
 }
 
-int push_mac_entry(const unsigned char (&mac)[6], int remove) {
+int push_mac_entry(const MacAddress& mac, int remove) {
   KernelMessage message;
   init_kernel_message(message, remove == 1 ? REMOVE_MAC : ADD_ENTRY);
   message.kind = ENTRY_MAC;
-  std::memcpy(message.mac, mac, sizeof message.mac);
+  message.mac = mac;
   send_kernel_message_or_exit(message);
   return 0;
 }
@@ -133,9 +132,9 @@ int load_mac_list(const char* path) {
   int sent = 0;
   char line[LIST_LINE_SIZE];
   while (read_line(file.get(), line)) {
-    unsigned char mac[6];
-    if (!read_mac(line, mac)) continue;
-    push_mac_entry(mac, 0);
+    const auto mac = read_mac(line);
+    if (!mac) continue;
+    push_mac_entry(*mac, 0);
     ++sent;
   }
   return sent;

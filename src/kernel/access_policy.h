@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "base/address_text.h"
+
 namespace webauth {
 
 inline constexpr char MAC_LIST_FILE[] = "/disk/conf/qvmac.cfg";
@@ -27,7 +29,7 @@ int push_timeouts();
 int push_ip_entry(const unsigned char (&ip)[4]);
 
 /// Lets one MAC address through, or withdraws it when `remove` is exactly 1.
-int push_mac_entry(const unsigned char (&mac)[6], int remove);
+int push_mac_entry(const MacAddress& mac, int remove);
 
 /// IPv4 addresses as numbers that count upwards, both ends included.
 struct IpRange {

@@ -11,6 +11,8 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "base/address_text.h"
+
 namespace webauth {
 
 /// What an entry of the kernel module admits by. Shared with OnlineUser::kind.
@@ -37,12 +39,12 @@ enum KernelEvent : std::uint32_t {
 };
 
 struct KernelMessage {
-  nlmsghdr header;                 ///< see KERNEL_HEADER_LENGTH; `nlmsg_pid` is the sender's pid
-  std::uint32_t length;            ///< KERNEL_MESSAGE_SIZE
-  std::uint32_t command;           ///< KernelCommand or KernelEvent
-  std::uint32_t ip;                ///< IPv4 address in network byte order
-  std::uint32_t kind;              ///< EntryKind
-  unsigned char mac[6];            ///< raw bytes in written order
+  nlmsghdr header;        ///< see KERNEL_HEADER_LENGTH; `nlmsg_pid` is the sender's pid
+  std::uint32_t length;   ///< KERNEL_MESSAGE_SIZE
+  std::uint32_t command;  ///< KernelCommand or KernelEvent
+  std::uint32_t ip;       ///< IPv4 address in network byte order
+  std::uint32_t kind;     ///< EntryKind
+  MacAddress mac;
   unsigned char reserved[2];       ///< 0
   std::uint32_t time_allowance;    ///< seconds left today for an account with a daily allowance
   std::uint32_t recheck_interval;  ///< seconds between checks of an expiry date, or 0

@@ -8,7 +8,7 @@
 
 #include "base/text_field.h"
 #include "ctl/operator_error.h"
-#include "text/address_text.h"
+#include "text/address_input.h"
 #include "text/terminal_text.h"
 
 namespace webauth {

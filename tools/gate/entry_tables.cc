@@ -2,14 +2,12 @@
 
 #include <arpa/inet.h>
 
-#include <array>
-
 namespace webauth {
 namespace {
 
 void add_entry(EntryTables& tables, const KernelMessage& message) {
   const std::uint32_t ip = ntohl(message.ip);
-  if (message.kind == ENTRY_MAC) tables.macs.insert(std::to_array(message.mac));
+  if (message.kind == ENTRY_MAC) tables.macs.insert(message.mac);
   if (message.kind == ENTRY_IP) tables.ips.insert(ip);
   if (message.kind == ENTRY_USER) {
     tables.users[ip] = {message.time_allowance, message.recheck_interval};
@@ -28,15 +26,15 @@ std::string ranges_text(const std::set<std::uint32_t>& ips) {
     const std::uint32_t first = *at;
     std::uint32_t last = first;
     for (++at; at != ips.end() && *at == last + 1; ++at) last = *at;
-    text += "  ip " + ipv4_text(htonl(first));
-    if (last != first) text += '-' + ipv4_text(htonl(last));
+    text += "  ip " + ip_text(htonl(first));
+    if (last != first) text += '-' + ip_text(htonl(last));
     text += '\n';
   }
   return text;
 }
 
 std::string user_text(std::uint32_t ip, const UserEntry& user) {
-  std::string text = "  user " + ipv4_text(htonl(ip));
+  std::string text = "  user " + ip_text(htonl(ip));
   if (user.time_allowance != 0) {
     text += " time_allowance " + std::to_string(user.time_allowance) + " s";
   }
@@ -61,7 +59,7 @@ void apply_message(EntryTables& tables, const KernelMessage& message) {
       tables.timeouts = Timeouts{.idle = message.ip, .maximum = message.kind};
       return;
     case REMOVE_MAC:
-      tables.macs.erase(std::to_array(message.mac));
+      tables.macs.erase(message.mac);
       return;
     default:
       return;

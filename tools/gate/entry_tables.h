@@ -8,8 +8,8 @@
 #include <set>
 #include <string>
 
+#include "base/address_text.h"
 #include "kernel/kernel_message.h"
-#include "text/address_text.h"
 
 namespace webauth {
 

@@ -7,7 +7,7 @@
 
 #include "gate/message_text.h"
 #include "platform/kernel_endpoint.h"
-#include "text/address_text.h"
+#include "text/address_input.h"
 #include "text/terminal_text.h"
 
 namespace webauth {
@@ -63,7 +63,7 @@ std::optional<GateCommand> parse_online(const std::vector<std::string_view>& wor
   if (!mac) return refuse(problem, "not a MAC address:", words[3]);
   KernelMessage event = make_event(ENTRY_ONLINE, *ip);
   event.kind = *kind;
-  std::copy(mac->begin(), mac->end(), event.mac);
+  event.mac = *mac;
   return GateCommand{event};
 }
 
@@ -88,10 +88,10 @@ std::optional<GateCommand> parse_gate_command(std::string_view line, std::string
 }
 
 std::string event_text(const KernelMessage& event) {
-  if (event.command == ENTRY_OFFLINE) return "ENTRY_OFFLINE " + ipv4_text(event.ip);
-  if (event.command == CHECK_EXPIRY) return "CHECK_EXPIRY " + ipv4_text(event.ip);
-  return "ENTRY_ONLINE " + kind_text(event.kind) + ' ' + ipv4_text(event.ip) + ' ' +
-         mac_text(std::to_array(event.mac));
+  if (event.command == ENTRY_OFFLINE) return "ENTRY_OFFLINE " + ip_text(event.ip);
+  if (event.command == CHECK_EXPIRY) return "CHECK_EXPIRY " + ip_text(event.ip);
+  return "ENTRY_ONLINE " + kind_text(event.kind) + ' ' + ip_text(event.ip) + ' ' +
+         mac_text(event.mac);
 }
 
 }  // namespace webauth

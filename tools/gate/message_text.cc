@@ -5,14 +5,12 @@
 #include <cstdio>
 #include <cstring>
 
-#include "text/address_text.h"
+#include "base/address_text.h"
 
 namespace webauth {
 namespace {
 
 constexpr std::size_t DUMP_LIMIT = 64;
-
-MacAddress message_mac(const KernelMessage& message) { return std::to_array(message.mac); }
 
 std::string hex_dump(const Datagram& datagram) {
   const std::size_t shown = std::min(datagram.bytes.size(), DUMP_LIMIT);
@@ -28,7 +26,7 @@ std::string hex_dump(const Datagram& datagram) {
 
 std::string add_entry_text(const KernelMessage& message) {
   std::string text = "ADD_ENTRY " + kind_text(message.kind) + ' ';
-  text += message.kind == ENTRY_MAC ? mac_text(message_mac(message)) : ipv4_text(message.ip);
+  text += message.kind == ENTRY_MAC ? mac_text(message.mac) : ip_text(message.ip);
   if (message.time_allowance != 0) {
     text += " time_allowance " + std::to_string(message.time_allowance) + " s";
   }
@@ -41,7 +39,7 @@ std::string add_entry_text(const KernelMessage& message) {
 std::string remove_entry_text(const KernelMessage& message) {
   // Kind 0 beside an address is the removal that follows a deleted account: no MAC entry is meant.
   const std::string kind = message.kind == ENTRY_MAC ? "kind 0" : kind_text(message.kind);
-  return "REMOVE_ENTRY " + kind + ' ' + ipv4_text(message.ip);
+  return "REMOVE_ENTRY " + kind + ' ' + ip_text(message.ip);
 }
 
 std::string command_text(const KernelMessage& message) {
@@ -56,7 +54,7 @@ std::string command_text(const KernelMessage& message) {
       return "SET_TIMEOUTS idle " + std::to_string(message.ip) + " s, maximum " +
              std::to_string(message.kind) + " s";
     default:
-      return "REMOVE_MAC " + mac_text(message_mac(message));
+      return "REMOVE_MAC " + mac_text(message.mac);
   }
 }
 
@@ -76,7 +74,7 @@ KernelMessage without_used_fields(KernelMessage rest) {
   const bool adds_mac = rest.command == ADD_ENTRY && rest.kind == ENTRY_MAC;
   const bool adds_user = rest.command == ADD_ENTRY && rest.kind == ENTRY_USER;
   if (adds_mac || rest.command == REMOVE_MAC) {
-    std::memset(rest.mac, 0, sizeof rest.mac);
+    rest.mac = {};
   } else if (rest.command != DAEMON_START) {
     rest.ip = 0;
     rest.kind = 0;

@@ -1,9 +1,9 @@
-#include "text/address_text.h"
+#include "text/address_input.h"
 
 #include <arpa/inet.h>
 
 #include <charconv>
-#include <cstdio>
+#include <string>
 
 namespace webauth {
 
@@ -12,12 +12,6 @@ std::optional<std::uint32_t> parse_ipv4(std::string_view text) {
   in_addr address{};
   if (inet_pton(AF_INET, std::string(text).c_str(), &address) != 1) return {};
   return address.s_addr;
-}
-
-std::string ipv4_text(std::uint32_t address) {
-  const in_addr raw{.s_addr = address};
-  char text[INET_ADDRSTRLEN];
-  return inet_ntop(AF_INET, &raw, text, sizeof text);
 }
 
 std::optional<MacAddress> parse_mac(std::string_view text) {
@@ -32,13 +26,6 @@ std::optional<MacAddress> parse_mac(std::string_view text) {
   }
   if (at != end) return {};
   return mac;
-}
-
-std::string mac_text(const MacAddress& mac) {
-  char text[18];
-  std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3],
-                mac[4], mac[5]);
-  return text;
 }
 
 }  // namespace webauth
