@@ -1,12 +1,15 @@
 #include "core/start_up.h"
 
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include "base/fatal.h"
@@ -18,7 +21,9 @@
 #include "kernel/transport.h"
 #include "login/account_file.h"
 #include "login/login_record.h"
+#include "login/mail_connection.h"
 #include "users/registration_path.h"
+#include "wechat/walled_garden.h"
 
 namespace webauth {
 namespace {
@@ -44,6 +49,7 @@ void open_sockets() {
   if (control_fd < 0) end_process();
   netlink_fd = open_netlink_socket();
   if (netlink_fd < 0) end_process();
+  if (std::max({login_listen_fd, control_fd, netlink_fd}) >= FD_SETSIZE) end_process();
 }
 
 }  // namespace
@@ -82,9 +88,11 @@ void start_up(int argc, char** argv, AccountTable& accounts) {
   if (auth_mode == AuthMode::USERS) load_accounts(ACCOUNT_FILE, accounts);
   open_sockets();
   push_daemon_start();
+  if (auth_mode == AuthMode::EMAIL) init_tls_library();
   push_timeouts();
   load_mac_list(MAC_LIST_FILE);
   load_ip_list(IP_LIST_FILE);
+  if (std::strcmp(setting_text("WEBAUTH_SECTYPE"), "WEIXIN") == 0) wechat_garden_push();
 }
 
 }  // namespace webauth

@@ -2,6 +2,7 @@
 
 #include "core/settings.h"
 #include "login/account_login.h"
+#include "login/email_login.h"
 #include "login/one_key_login.h"
 
 namespace webauth {
@@ -17,7 +18,7 @@ int dispatch_login(int connection, const LoginRequest& request, AccountTable& ac
     case AuthMode::USERS:
       return login_local_account(connection, request, accounts, online_users);
     case AuthMode::EMAIL:
-      break;
+      return login_email(connection, request, online_users);
   }
   return 0;
 }

@@ -1,0 +1,108 @@
+#include "login/email_login.h"
+
+#include <arpa/inet.h>
+#include <syslog.h>
+
+#include <cstdio>
+#include <string>
+
+#include "base/clock.h"
+#include "base/fatal.h"
+#include "base/text_field.h"
+#include "core/event_log.h"
+#include "core/settings.h"
+#include "kernel/transport.h"
+#include "kernel/user_entry.h"
+#include "login/email_group.h"
+#include "login/login_reply.h"
+#include "login/mail_probe.h"
+#include "login/white_list.h"
+#include "users/registration_file.h"
+#include "users/user_log.h"
+
+namespace webauth {
+namespace {
+
+constexpr std::size_t LONGEST_NAME_AND_SUFFIX = 88;
+
+constexpr char ONLINE_LINE[] =
+    "@#@ log_info n  %s  - webident - -v ident.emailident  ident.webidentup  "
+    "ident.emailidentname + %s";
+constexpr char REPLACED_LINE[] =
+    "@#@ log_info n %s - webident - -v ident.emailident  ident.webidentdown  "
+    "ident.emailidentname + %s ";
+constexpr char REPLACED_NOTICE[] = "%s,%d ip: %s %s \r\n";
+constexpr char REPLACED_NOTICE_NAME[] = "is_email_online_msg";
+constexpr int REPLACED_NOTICE_NUMBER = 2932;
+
+bool setting_is(const char* key, std::string_view value) { return setting_text(key) == value; }
+
+bool is_name_too_long(const std::string& user) {
+  const std::string_view suffix = setting_text("WEBAUTH_E_SUFFIX");
+  return user.find(suffix) != std::string::npos &&
+         user.size() + suffix.size() > LONGEST_NAME_AND_SUFFIX;
+}
+
+// The mail server's verdict: above 0 when it accepts.
+int probe(const std::string& user, const std::string& password) {
+  const bool tls = setting_is("WEBAUTH_POP3SSL", "YES");
+  const bool imap = setting_is("WEBAUTH_E_PRO", "imap");
+  const auto ask =
+      tls ? (imap ? probe_imap_tls : probe_pop3_tls) : (imap ? probe_imap : probe_pop3);
+  return ask(mail_server_host, mail_server_port, user.c_str(), password.c_str());
+}
+
+void end_earlier_login(OnlineUserTable& online_users, std::string_view name) {
+  const Position earlier = find_by_user(online_users, name);
+  if (!earlier) return;
+  const OnlineUser& user = user_at(online_users, *earlier);
+  const std::string client = client_text(user);
+  remove_user_entry_or_exit(user.ip.c_str());
+  log_session(TITLE_USER, KEY_USER_DOWN, user);
+  syslog(LOG_INFO_PRIORITY, REPLACED_LINE, client.c_str(), user.user.c_str());
+  std::printf(REPLACED_NOTICE, REPLACED_NOTICE_NAME, REPLACED_NOTICE_NUMBER, client.c_str(),
+              user.user.c_str());
+  std::fflush(stdout);
+  remove_user(online_users, *earlier);
+}
+
+}  // namespace
+
+int login_email(int connection, const LoginRequest& request, OnlineUserTable& online_users) {
+  OnlineUser user;
+  user.kind = ENTRY_USER;
+  user.user = field_text(request.user);
+  user.online = 1;
+  user.ip = field_text(request.ip);
+  user.mac = field_text(request.mac);
+  user.tag = request.tag;
+
+  if (find_user_entry_by_ip(online_users, user.ip)) {
+    send_login_reply(connection, LOGIN_ACCEPTED);
+    return 0;
+  }
+  if (setting_is("EMAIL_ENABLE_WHITE_LIST", "YES") &&
+      !is_white_listed(WHITE_LIST_FILE, user.user)) {
+    send_login_reply(connection, LOGIN_NOT_LISTED);
+    return 0;
+  }
+  const std::string password(field_text(request.password));
+  if (is_name_too_long(user.user) || probe(user.user, password) <= 0) {
+    send_login_reply(connection, LOGIN_REFUSED);
+    return 0;
+  }
+  const KernelMessage admission = user_message(ADD_ENTRY, user.ip.c_str());
+  if (multi_user == 0) end_earlier_login(online_users, user.user);
+  if (admission.ip == INADDR_NONE) end_process();  // only now: the earlier login has ended
+  send_kernel_message_or_exit(admission);
+  send_login_reply(connection, LOGIN_ACCEPTED);
+  user.login_time = now_seconds();
+  append_user(online_users, user);
+  write_registration_file(REGISTRATION_TEMP_FILE, online_users);
+  (void)email_group_update(EMAIL_GROUP_ADD, admission.ip);
+  log_session(TITLE_USER, KEY_USER_ON, user);
+  syslog(LOG_INFO_PRIORITY, ONLINE_LINE, client_text(user).c_str(), user.user.c_str());
+  return 0;
+}
+
+}  // namespace webauth
