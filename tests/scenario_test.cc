@@ -32,7 +32,8 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
     } else if (verb == "setting") {
       settings_ += a + "\n";
     } else if (verb == "line") {
-      std::ofstream(a, std::ios::app) << command.substr(command.find(a) + a.size() + 1) << "\n";
+      const std::string rest = command.substr(command.find(a) + a.size());
+      std::ofstream(a, std::ios::app) << rest.substr(rest.empty() ? 0 : 1) << "\n";
     } else if (verb == "show") {
       show("", read_file(a));
     } else if (verb == "login") {

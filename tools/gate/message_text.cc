@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "base/address_text.h"
+#include "gate/garden_text.h"
 
 namespace webauth {
 namespace {
@@ -119,6 +120,7 @@ std::optional<KernelMessage> known_message(const Datagram& datagram) {
 }
 
 std::string datagram_text(const Datagram& datagram) {
+  if (const auto garden = garden_text(datagram)) return *garden;
   const std::optional<KernelMessage> message = known_message(datagram);
   if (!message) {
     const bool sized = datagram.size == KERNEL_MESSAGE_SIZE;
