@@ -1,6 +1,7 @@
 #include <arpa/inet.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <cstddef>
@@ -147,6 +148,21 @@ TEST_F(LoginChannelTest, SilentFrontEndIsDisplacedAfterASecond) {
   EXPECT_GE(200'000, processor_microseconds() - used) << "does not sleep while it waits";
   settle();
   EXPECT_EQ(descriptors, open_descriptors());
+}
+
+TEST_F(LoginChannelTest, WantOfDescriptorsIsSleptThrough) {
+  start_with_a_login();
+  rlimit limit{};
+  ASSERT_EQ(0, prlimit(pid_, RLIMIT_NOFILE, nullptr, &limit));
+  const rlimit none{.rlim_cur = 3, .rlim_max = limit.rlim_max};
+  ASSERT_EQ(0, prlimit(pid_, RLIMIT_NOFILE, &none, nullptr));
+  const std::int64_t used = processor_microseconds();
+  const FrontEnd client;
+  client.send(login_request("10.0.0.1", "m"));
+  EXPECT_EQ(0, poll(nullptr, 0, 500));
+  EXPECT_GE(100'000, processor_microseconds() - used);
+  prlimit(pid_, RLIMIT_NOFILE, &limit, nullptr);
+  EXPECT_EQ("300: 1", client.reply());
 }
 
 TEST_F(LoginChannelTest, OrderWithinOnePass) {

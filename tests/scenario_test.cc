@@ -1,19 +1,23 @@
 // Plays the scenarios of tests/scenarios: each is a transcript of one daemon's life. Lines that
 // begin with "> " are done, the others are what must then be seen, in this order: the reply to a
-// front end, messages to the kernel module, log lines, and the published list when it is written.
+// front end, what the mail server heard, messages to the kernel module, log lines, the daemon's
+// output, and the published list when it is written.
 // "$" marks the end of a text. Blank lines and lines that begin with "#" separate. With
 // WRITE_SCENARIOS in the environment the files are written anew; read the difference.
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
+#include <optional>
 #include <sstream>
+#include <utility>
 
 #include "control/control_message.h"
 #include "kernel/kernel_message.h"
-#include "support/world.h"
+#include "support/mail_server.h"
 #include "users/registration_path.h"
 
 namespace webauth {
@@ -38,6 +42,10 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
       show("", read_file(a));
     } else if (verb == "login") {
       say("reply", login(a, b, c));
+    } else if (verb == "last") {
+      say("exit status", std::to_string(last_login(a, b, c)));
+    } else if (verb == "mail") {
+      mail_.emplace(Lines{a + "\r\n", b + "\r\n", c + "\r\n"}, nullptr, 10110);
     } else if (verb == "online" || verb == "offline" || verb == "check") {
       report(verb, a, b, c);
     } else {
@@ -56,6 +64,16 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
   void show(const std::string& what, const std::string& text) {
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) seen_ += what + line + "$\n";
+  }
+
+  // A login that ends the daemon, without a reply.
+  int last_login(const std::string& ip, const std::string& mac, const std::string& user) {
+    const FrontEnd client;
+    client.send(login_request(ip, mac, user));
+    say("reply", client.reply());
+    int status = 0;
+    waitpid(std::exchange(pid_, 0), &status, 0);
+    return WEXITSTATUS(status);
   }
 
   void report(const std::string& verb, const std::string& kind, const std::string& ip,
@@ -96,16 +114,21 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
   }
 
   void observe() {
+    for (const std::string& line : mail_ ? mail_->heard() : Lines{}) say("mail", line);
     for (const std::string& message : kernel()) say("kernel", message);
     for (const std::string& line : log()) say("log", line);
+    show("output ", output());
     struct stat list {};
-    if (stat(REGISTRATION_FILE, &list) != 0 || list.st_ctim.tv_nsec == written_) return;
-    written_ = list.st_ctim.tv_nsec;
+    if (stat(REGISTRATION_FILE, &list) != 0) return;
+    const std::string identity = std::to_string(list.st_ino) + " " +
+                                 std::to_string(list.st_ctim.tv_sec) + " " +
+                                 std::to_string(list.st_ctim.tv_nsec);
+    if (std::exchange(written_, identity) == identity) return;
     show("list ", published() + (list.st_size == 0 ? "(empty)\n" : ""));
   }
 
   std::string settings_;
-  long written_ = 0;
+  std::string written_;
 };
 
 TEST_P(ScenarioTest, GoesAsWritten) {

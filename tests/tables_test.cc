@@ -54,12 +54,19 @@ class TableModel {
   void step() {
     const auto at = model_.empty() ? 0 : pick(model_.size());
     const auto choice = pick(10);
-    if (model_.empty() || choice < 4) {
+    if (model_.empty() || choice < 5) {
       model_.push_back(random_user());
       append_user(table_, model_.back());
-    } else if (choice < 7) {
+    } else if (choice < 6) {
       model_.erase(model_.begin() + static_cast<std::ptrdiff_t>(at));
       remove_user(table_, at);
+    } else if (choice == 6) {
+      std::vector<std::size_t> positions;
+      for (std::size_t i = at; i < model_.size(); i += 1 + pick(4)) positions.push_back(i);
+      for (auto i = positions.rbegin(); i != positions.rend(); ++i) {
+        model_.erase(model_.begin() + static_cast<std::ptrdiff_t>(*i));
+      }
+      remove_users(table_, positions);
     } else {
       const OnlineUser user = random_user();
       model_[at] = user;
@@ -70,11 +77,16 @@ class TableModel {
   void expect_same_lookups() const {
     for (const std::string& key : KEYS) {
       EXPECT_EQ(first([&](auto& u) { return u.ip == key; }), find_by_ip(table_, key));
-      EXPECT_EQ(first([&](auto& u) { return u.user == key; }), find_by_user(table_, key));
+      for (const std::size_t from : {0, 2, 30}) {
+        EXPECT_EQ(first([&](auto& u) { return u.user == key; }, from),
+                  find_by_user(table_, key, from));
+      }
       EXPECT_EQ(first([&](auto& u) { return u.online == 1 && u.ip == key; }),
                 find_online_by_ip(table_, key));
       EXPECT_EQ(first([&](auto& u) { return u.kind == 2 && u.ip == key; }),
                 find_user_entry_by_ip(table_, key));
+      EXPECT_EQ(first([&](auto& u) { return u.online == 1 && u.limit_type == 1 && u.ip == key; }),
+                find_expiring_by_ip(table_, key));
       for (const int kind : {0, 1, 2, 3}) {
         const auto matches = [&](const OnlineUser& u) {
           return kind != 2 && u.kind == kind && u.online == 1 && u.ip == key;
@@ -104,11 +116,12 @@ class TableModel {
                                   static_cast<std::int32_t>(random_()));
     user.kind = static_cast<std::int32_t>(pick(3) == 0 ? pick(4) : 2);
     user.online = pick(5) == 0 ? 0 : 1;
+    user.limit_type = static_cast<std::int32_t>(pick(3));
     return user;
   }
 
-  Position first(auto matches) const {
-    for (std::size_t i = 0; i < model_.size(); ++i) {
+  Position first(auto matches, std::size_t from = 0) const {
+    for (std::size_t i = from; i < model_.size(); ++i) {
       if (matches(model_[i])) return i;
     }
     return std::nullopt;

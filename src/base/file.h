@@ -1,6 +1,9 @@
 // Text files read line by line, as bounded pieces.
 #pragma once
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <memory>
 
@@ -11,8 +14,14 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-/// Opens a file for reading; empty on failure.
-inline File open_for_reading(const char* path) { return File(std::fopen(path, "re")); }
+/// Opens a file for reading; empty on failure. A pipe at the path is not waited for: it reads as
+/// empty.
+inline File open_for_reading(const char* path) {
+  const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  File file(fd >= 0 ? fdopen(fd, "r") : nullptr);
+  if (!file && fd >= 0) close(fd);
+  return file;
+}
 
 /// Reads the next line, its newline included, or the next N - 1 bytes of a longer one. A NUL in the
 /// file ends the text of its piece. Returns false at the end of the file or when reading fails.

@@ -5,6 +5,8 @@
 
 #include <bit>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "base/address_text.h"
 #include "base/clock.h"

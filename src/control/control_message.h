@@ -66,26 +66,28 @@ struct RemoveMacMessage {
   char unused2[192];
 };
 
-/// True of a record of this channel: its size and the place of its command word.
+/// True of a record of this channel: its size, and the place of its command word.
 template <typename Record>
-inline constexpr bool IS_CONTROL_RECORD =
-    sizeof(Record) == CONTROL_MESSAGE_SIZE&& offsetof(Record, command) == 0 &&
-    std::is_trivially_copyable_v<Record>&& std::has_unique_object_representations_v<Record>;
+constexpr bool is_control_record() {
+  static_assert(std::is_trivially_copyable_v<Record>);
+  static_assert(std::has_unique_object_representations_v<Record>);
+  return sizeof(Record) == CONTROL_MESSAGE_SIZE && offsetof(Record, command) == 0;
+}
 
-static_assert(IS_CONTROL_RECORD<ControlMessage>);
-static_assert(IS_CONTROL_RECORD<AddAccountMessage>);
+static_assert(is_control_record<ControlMessage>());
+static_assert(is_control_record<AddAccountMessage>());
 static_assert(offsetof(AddAccountMessage, user) == 4);
 static_assert(offsetof(AddAccountMessage, password) == 68);
 static_assert(offsetof(AddAccountMessage, validity) == 84);
 static_assert(offsetof(AddAccountMessage, note) == 100);
 static_assert(offsetof(AddAccountMessage, unused) == 164);
-static_assert(IS_CONTROL_RECORD<DeleteAccountMessage>);
+static_assert(is_control_record<DeleteAccountMessage>());
 static_assert(offsetof(DeleteAccountMessage, user) == 4);
-static_assert(IS_CONTROL_RECORD<CutIpMessage>);
+static_assert(is_control_record<CutIpMessage>());
 static_assert(offsetof(CutIpMessage, ip) == 68);
-static_assert(IS_CONTROL_RECORD<AllowMacMessage>);
+static_assert(is_control_record<AllowMacMessage>());
 static_assert(offsetof(AllowMacMessage, mac) == 164);
-static_assert(IS_CONTROL_RECORD<RemoveMacMessage>);
+static_assert(is_control_record<RemoveMacMessage>());
 static_assert(offsetof(RemoveMacMessage, mac) == 84);
 
 }  // namespace webauth

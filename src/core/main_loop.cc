@@ -20,24 +20,23 @@ namespace {
 constexpr std::int64_t PASS_MICROSECONDS = 1'000'000;
 // How long a silent connection keeps the next one waiting, so that a front end that writes a
 // little after connecting is not cut off.
-constexpr std::int64_t SILENCE_MICROSECONDS = 1'000'000;
+constexpr std::int64_t REST_MICROSECONDS = 1'000'000;
 
-// How much of its second a silent connection still has; 0 when none is held.
-std::int64_t silence_left(const LoopState& loop) {
-  if (loop.held_connection == 0) return 0;
-  const std::int64_t left = loop.accepted_at + SILENCE_MICROSECONDS - steady_microseconds();
-  return std::clamp<std::int64_t>(left, 0, SILENCE_MICROSECONDS);
+// How long the listening socket still rests.
+std::int64_t rest_left(const LoopState& loop) {
+  if (loop.rest_until == 0) return 0;
+  return std::clamp<std::int64_t>(loop.rest_until - steady_microseconds(), 0, REST_MICROSECONDS);
 }
 
 // Waits, and leaves in `ready` what can be read. False when there is nothing to serve.
 bool wait_for_input(const LoopState& loop, fd_set& ready) {
-  const std::int64_t silence = silence_left(loop);
+  const std::int64_t rest = rest_left(loop);
   FD_ZERO(&ready);
-  if (silence == 0) FD_SET(login_listen_fd, &ready);
+  if (rest == 0) FD_SET(login_listen_fd, &ready);
   FD_SET(control_fd, &ready);
   FD_SET(netlink_fd, &ready);
   if (loop.held_connection > 0) FD_SET(loop.held_connection, &ready);
-  const std::int64_t wait = silence > 0 ? silence : PASS_MICROSECONDS;
+  const std::int64_t wait = rest > 0 ? rest : PASS_MICROSECONDS;
   timeval timeout{};
   timeout.tv_sec = static_cast<time_t>(wait / 1'000'000);
   timeout.tv_usec = static_cast<suseconds_t>(wait % 1'000'000);
@@ -48,6 +47,7 @@ bool wait_for_input(const LoopState& loop, fd_set& ready) {
 void close_held_connection(LoopState& loop) {
   if (loop.held_connection > 0) close(loop.held_connection);
   loop.held_connection = 0;
+  loop.rest_until = 0;
 }
 
 void serve_held_connection(LoopState& loop, const fd_set& ready, AccountTable& accounts,
@@ -63,14 +63,11 @@ void serve_held_connection(LoopState& loop, const fd_set& ready, AccountTable& a
 void accept_connection(LoopState& loop, const fd_set& ready) {
   if (!FD_ISSET(login_listen_fd, &ready)) return;
   const int connection = accept(login_listen_fd, nullptr, nullptr);
-  if (connection <= 0) return;
-  close_held_connection(loop);  // it has been silent for its second
-  if (connection >= FD_SETSIZE) {
-    close(connection);
-    return;
+  if (connection > 0) {
+    close_held_connection(loop);  // it has been silent for its second
+    loop.held_connection = connection;
   }
-  loop.held_connection = connection;
-  loop.accepted_at = steady_microseconds();
+  loop.rest_until = steady_microseconds() + REST_MICROSECONDS;
 }
 
 void serve_control_datagram(const fd_set& ready, AccountTable& accounts,

@@ -2,7 +2,7 @@
 // connection, a new login connection, a control datagram, a kernel message.
 //
 // Every handler runs to its end inside its pass, so a handler that waits delays everything else.
-// Nothing here fails: errors of select, accept and reads are ignored.
+// Errors of select, accept and reads are ignored. Handlers may end the process.
 #pragma once
 
 #include <cstdint>
@@ -12,9 +12,10 @@
 namespace webauth {
 
 struct LoopState {
-  int largest_socket = 0;        ///< of the three that are always open
-  int held_connection = 0;       ///< an accepted login connection, not yet read; 0: none
-  std::int64_t accepted_at = 0;  ///< when it was accepted, in steady_microseconds
+  int largest_socket = 0;   ///< of the three that are always open
+  int held_connection = 0;  ///< an accepted login connection, not yet read; 0: none
+  /// Until when the listening socket stays out of the wait, in steady_microseconds.
+  std::int64_t rest_until = 0;
 };
 
 /// The state in which the loop begins: the sockets are open and no connection is held.
@@ -24,7 +25,8 @@ LoopState begin_main_loop();
 /// is accepted here is read in a later pass, once, and closed.
 ///
 /// One connection is held at a time. A silent one keeps the listening socket out of the wait for a
-/// second; after that the next connection displaces it.
+/// second; after that the next connection displaces it. A connection that cannot be accepted, as
+/// for want of descriptors, does the same, since it stays ready.
 void serve_one_pass(LoopState& loop, AccountTable& accounts, OnlineUserTable& online_users);
 
 }  // namespace webauth

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -49,7 +50,8 @@ void open_sockets() {
   if (control_fd < 0) end_process();
   netlink_fd = open_netlink_socket();
   if (netlink_fd < 0) end_process();
-  if (std::max({login_listen_fd, control_fd, netlink_fd}) >= FD_SETSIZE) end_process();
+  // Room in an fd_set for these and for a login connection; no other descriptor stays open.
+  if (std::max({login_listen_fd, control_fd, netlink_fd}) >= FD_SETSIZE - 2) end_process();
 }
 
 }  // namespace
@@ -82,16 +84,17 @@ void start_up(int argc, char** argv, AccountTable& accounts) {
   log_event(TITLE_DAEMON_STARTED, "");
   scan_command_line(argc, argv);
   std::signal(SIGPIPE, SIG_IGN);  // a front end may go before it is answered
-  unlink(REGISTRATION_FILE);
+  (void)std::remove(REGISTRATION_FILE);
   read_settings();
   std::srand(static_cast<unsigned>(std::time(nullptr)));
-  if (auth_mode == AuthMode::USERS) load_accounts(ACCOUNT_FILE, accounts);
+  // How much a file held is nobody's concern, nor whether there is one.
+  if (auth_mode == AuthMode::USERS) (void)load_accounts(ACCOUNT_FILE, accounts);
   open_sockets();
   push_daemon_start();
   if (auth_mode == AuthMode::EMAIL) init_tls_library();
   push_timeouts();
-  load_mac_list(MAC_LIST_FILE);
-  load_ip_list(IP_LIST_FILE);
+  (void)load_mac_list(MAC_LIST_FILE);
+  (void)load_ip_list(IP_LIST_FILE);
   if (std::strcmp(setting_text("WEBAUTH_SECTYPE"), "WEIXIN") == 0) wechat_garden_push();
 }
 

@@ -15,8 +15,9 @@ int open_login_socket(const char* path);
 /// Returns the bound datagram socket, or -1. A file that is left at the path is removed.
 int open_control_socket(const char* path);
 
-/// Reads the settings, opens the sockets and tells the kernel module what it must know. Any failure
-/// on the way ends the process with exit status 1 and no message.
+/// Reads the settings, opens the sockets and tells the kernel module what it must know. Ends the
+/// process, with exit status 1 and no message, when the mail settings are too long, a socket cannot
+/// be had or a kernel message cannot be sent; files that are missing are not missed.
 void start_up(int argc, char** argv, AccountTable& accounts);
 
 }  // namespace webauth

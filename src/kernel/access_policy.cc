@@ -1,7 +1,5 @@
 #include "kernel/access_policy.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -67,12 +65,11 @@ KernelMessage ip_entry_message() {
   return message;
 }
 
-// Returns how many were sent. One message serves for all: only its address changes.
+// Returns how many were sent.
 int push_range(IpRange range) {
-  KernelMessage message = ip_entry_message();
   for (std::uint32_t ip = range.first;; ++ip) {
-    message.ip = htonl(ip);
-    send_kernel_message_or_exit(message);
+    push_ip_entry({static_cast<unsigned char>(ip >> 24), static_cast<unsigned char>(ip >> 16),
+                   static_cast<unsigned char>(ip >> 8), static_cast<unsigned char>(ip)});
     if (ip == range.last) break;
   }
   return static_cast<int>(range.last - range.first) + 1;
@@ -98,7 +95,8 @@ int push_timeouts() {
 }
 
 int push_ip_entry(const unsigned char (&ip)[4]) {
-  KernelMessage message = ip_entry_message();
+  // Made once: a range sends up to a million of them, in which only the address differs.
+  static KernelMessage message = ip_entry_message();
   std::memcpy(&message.ip, ip, sizeof message.ip);
   send_kernel_message_or_exit(message);
   return 0;

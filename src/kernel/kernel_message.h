@@ -58,6 +58,7 @@ inline constexpr std::size_t KERNEL_MESSAGE_SIZE = 360;
 inline constexpr std::uint32_t KERNEL_HEADER_LENGTH = 376;
 
 static_assert(sizeof(KernelMessage) == KERNEL_MESSAGE_SIZE);
+static_assert(offsetof(KernelMessage, header) == 0);
 static_assert(offsetof(KernelMessage, length) == 16);
 static_assert(offsetof(KernelMessage, command) == 20);
 static_assert(offsetof(KernelMessage, ip) == 24);

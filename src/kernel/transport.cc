@@ -12,13 +12,6 @@ namespace {
 
 std::uint32_t kernel_port = 0;  // where TRANSPORT_NETLINK sends to; set with the socket
 
-sockaddr_nl netlink_address(std::uint32_t port) {
-  sockaddr_nl address{};
-  address.nl_family = AF_NETLINK;
-  address.nl_pid = port;
-  return address;
-}
-
 // The msghdr of one transfer. It points to the two arguments.
 msghdr message_header(int transport, iovec& vector, sockaddr_nl& peer) {
   msghdr header{};

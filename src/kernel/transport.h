@@ -22,18 +22,18 @@ inline int netlink_fd = -1;
 /// Opens a netlink socket to the endpoint of platform/kernel_endpoint.h, bound to the process id as
 /// its port id. Returns the descriptor, or -1; the caller of a failure ends the process, so nothing
 /// is closed.
-int open_netlink_socket();
+[[nodiscard]] int open_netlink_socket();
 
 /// Zeroes the message and fills its header, `length` and `command`.
 void init_kernel_message(KernelMessage& message, std::uint32_t command);
 
 /// The result of one sendmsg (recvmsg) without flags: bytes moved, or -1. Another transport than
 /// the two gives -1 without a call.
-ssize_t send_message(int transport, int fd, const void* buffer, std::size_t length);
-ssize_t receive_message(int transport, int fd, void* buffer, std::size_t length);
+[[nodiscard]] ssize_t send_message(int transport, int fd, const void* buffer, std::size_t length);
+[[nodiscard]] ssize_t receive_message(int transport, int fd, void* buffer, std::size_t length);
 
 /// Sends one message on netlink_fd, as it is. Returns what send_message does.
-ssize_t send_kernel_message(const KernelMessage& message);
+[[nodiscard]] ssize_t send_kernel_message(const KernelMessage& message);
 
 /// The same for senders that must not go on without the kernel module: a failure ends the process.
 void send_kernel_message_or_exit(const KernelMessage& message);

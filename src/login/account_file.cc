@@ -1,6 +1,9 @@
 #include "login/account_file.h"
 
 #include <array>
+#include <string>
+#include <string_view>
+#include <utility>
 
 #include "base/clock.h"
 #include "base/file.h"

@@ -7,6 +7,8 @@
 // fifth is ignored.
 #pragma once
 
+#include <string_view>
+
 #include "users/online_user.h"
 
 namespace webauth {

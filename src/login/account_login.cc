@@ -3,12 +3,17 @@
 #include <arpa/inet.h>
 #include <syslog.h>
 
+#include <ctime>
+#include <string>
+#include <string_view>
+
 #include "base/clock.h"
 #include "base/text_field.h"
 #include "core/event_log.h"
 #include "core/settings.h"
 #include "kernel/transport.h"
 #include "kernel/user_entry.h"
+#include "login/earlier_login.h"
 #include "login/login_reply.h"
 #include "users/account_limit.h"
 #include "users/registration_file.h"
@@ -27,20 +32,14 @@ constexpr char REPLACED_LINE[] =
     "@#@ log_info n %s  - webident - -v ident.userident  ident.webidentup "
     "ident.useridentname  + %s ";
 
-// The online time of the earlier login is not charged to the account.
-void end_earlier_login(OnlineUserTable& online_users, std::string_view name) {
-  const Position earlier = find_by_user(online_users, name);
-  if (!earlier) return;
-  const OnlineUser& user = user_at(online_users, *earlier);
-  remove_user_entry_or_exit(user.ip.c_str());
-  log_session(TITLE_USER, KEY_USER_DOWN, user);
+// Its online time is not charged to the account.
+void report_replaced(const OnlineUser& user) {
   syslog(LOG_INFO_PRIORITY, REPLACED_LINE, client_text(user).c_str(), user.user.c_str());
-  remove_user(online_users, *earlier);
 }
 
 // Judges the account's limit and puts what is left of it into the admission. False: none is left.
-bool grant_time(OnlineUser& account, std::int32_t now, KernelMessage& admission) {
-  const std::int32_t today = local_date_key(now);
+bool grant_time(OnlineUser& account, KernelMessage& admission) {
+  const std::int32_t today = local_date_key(std::time(nullptr));
   switch (account.limit_type) {
     case LIMIT_DAILY_TIME:
       if (local_date_key(account.logout_time) != today) account.used_seconds = 0;
@@ -57,9 +56,9 @@ bool grant_time(OnlineUser& account, std::int32_t now, KernelMessage& admission)
   }
 }
 
-void mark_online(OnlineUser& account, std::int32_t now, const LoginRequest& request) {
+void mark_online(OnlineUser& account, const LoginRequest& request) {
   account.online = 1;
-  account.login_time = now;
+  account.login_time = now_seconds();
   account.ip = field_text(request.ip);
   account.mac = field_text(request.mac);
   account.extra1 = field_text(request.extra1);
@@ -75,17 +74,18 @@ int login_local_account(int connection, const LoginRequest& request, AccountTabl
     send_login_reply(connection, LOGIN_ACCEPTED);
     return 0;
   }
-  if (multi_user == 0) end_earlier_login(online_users, field_text(request.user));
+  if (multi_user == 0) {
+    end_earlier_login(online_users, field_text(request.user), report_replaced);
+  }
 
   const Position account = find_by_user(accounts, field_text(request.user));
   if (!account) return 0;
   KernelMessage admission = user_message(ADD_ENTRY, ip.c_str());
   bool granted = false;
   change_user(accounts, *account, [&](OnlineUser& user) {
-    const std::int32_t now = now_seconds();
     user.tag = request.tag;
-    granted = grant_time(user, now, admission);
-    if (granted) mark_online(user, now, request);
+    granted = grant_time(user, admission);
+    if (granted) mark_online(user, request);
   });
   if (!granted) {
     send_login_reply(connection, LOGIN_TIME_EXHAUSTED);

@@ -59,7 +59,7 @@ std::string create_group(const std::string& address) {
   return "group" + number + " Email_Auth " + address + "  \n";
 }
 
-// The file as text, up to its first NUL. Empty optional: it cannot be had whole.
+// The file as it is. Empty optional: it cannot be had whole.
 std::optional<std::string> read_group() {
   const FdGuard file(open(GROUP_FILE, O_RDWR | O_CREAT | OPEN_FLAGS, FILE_MODE));
   if (file.get() < 0) return std::nullopt;
@@ -67,7 +67,6 @@ std::optional<std::string> read_group() {
   if (size < 0 || size > LARGEST_FILE) return std::nullopt;
   std::string text(static_cast<std::size_t>(size), '\0');
   if (pread(file.get(), text.data(), text.size(), 0) != size) return std::nullopt;
-  text.resize(strnlen(text.data(), text.size()));
   return text;
 }
 
@@ -106,15 +105,13 @@ int email_group_update(int operation, std::uint32_t address) {
   std::optional<std::string> text = read_group();
   if (!text) return -1;
   const std::string dotted = ip_text(address);
-  bool changed = false;
   if (operation == EMAIL_GROUP_ADD && text->empty()) {
-    text = create_group(dotted);
-    changed = true;
-  } else if (operation == EMAIL_GROUP_ADD) {
-    changed = add_group_address(*text, dotted);
-  } else {
-    changed = remove_group_address(*text, dotted);
+    write_group(create_group(dotted));
+    return 0;
   }
+  text->resize(strnlen(text->data(), text->size()));  // a text ends at its first NUL
+  const bool changed = operation == EMAIL_GROUP_ADD ? add_group_address(*text, dotted)
+                                                    : remove_group_address(*text, dotted);
   if (changed) write_group(*text);
   return 0;
 }

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "base/clock.h"
 #include "base/fatal.h"
@@ -13,6 +14,7 @@
 #include "core/settings.h"
 #include "kernel/transport.h"
 #include "kernel/user_entry.h"
+#include "login/earlier_login.h"
 #include "login/email_group.h"
 #include "login/login_reply.h"
 #include "login/mail_probe.h"
@@ -52,18 +54,12 @@ int probe(const std::string& user, const std::string& password) {
   return ask(mail_server_host, mail_server_port, user.c_str(), password.c_str());
 }
 
-void end_earlier_login(OnlineUserTable& online_users, std::string_view name) {
-  const Position earlier = find_by_user(online_users, name);
-  if (!earlier) return;
-  const OnlineUser& user = user_at(online_users, *earlier);
+void report_replaced(const OnlineUser& user) {
   const std::string client = client_text(user);
-  remove_user_entry_or_exit(user.ip.c_str());
-  log_session(TITLE_USER, KEY_USER_DOWN, user);
   syslog(LOG_INFO_PRIORITY, REPLACED_LINE, client.c_str(), user.user.c_str());
   std::printf(REPLACED_NOTICE, REPLACED_NOTICE_NAME, REPLACED_NOTICE_NUMBER, client.c_str(),
               user.user.c_str());
   std::fflush(stdout);
-  remove_user(online_users, *earlier);
 }
 
 }  // namespace
@@ -92,7 +88,7 @@ int login_email(int connection, const LoginRequest& request, OnlineUserTable& on
     return 0;
   }
   const KernelMessage admission = user_message(ADD_ENTRY, user.ip.c_str());
-  if (multi_user == 0) end_earlier_login(online_users, user.user);
+  if (multi_user == 0) end_earlier_login(online_users, user.user, report_replaced);
   if (admission.ip == INADDR_NONE) end_process();  // only now: the earlier login has ended
   send_kernel_message_or_exit(admission);
   send_login_reply(connection, LOGIN_ACCEPTED);

@@ -16,7 +16,7 @@ enum LoginRequestType : std::uint32_t {
 };
 
 enum LoginResult : std::uint32_t {
-  LOGIN_ACCEPTED = 1,        ///< admitted, or the address is online already
+  LOGIN_ACCEPTED = 1,        ///< admitted; but for one-key login also when the address is known
   LOGIN_REFUSED = 2,         ///< the mail server or the name rule refused
   LOGIN_TIME_EXHAUSTED = 3,  ///< today's allowance is used up, or the account has expired
   LOGIN_NOT_LISTED = 4,      ///< the e-mail white list does not hold the name
@@ -40,6 +40,7 @@ struct LoginReply {
 };
 
 static_assert(sizeof(LoginRequest) == 300);
+static_assert(offsetof(LoginRequest, type) == 0);
 static_assert(offsetof(LoginRequest, user) == 4);
 static_assert(offsetof(LoginRequest, password) == 68);
 static_assert(offsetof(LoginRequest, extra1) == 84);
@@ -52,6 +53,7 @@ static_assert(std::is_trivially_copyable_v<LoginRequest>);
 static_assert(std::has_unique_object_representations_v<LoginRequest>);
 
 static_assert(sizeof(LoginReply) == 300);
+static_assert(offsetof(LoginReply, result) == 0);
 static_assert(offsetof(LoginReply, unused) == 4);
 static_assert(std::is_trivially_copyable_v<LoginReply>);
 static_assert(std::has_unique_object_representations_v<LoginReply>);

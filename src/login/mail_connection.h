@@ -1,8 +1,9 @@
 // One TCP connection to the mail server, plain or under TLS, as the probes use it.
 //
-// Every wait is bounded: 2 seconds for the connect, 2 seconds of silence for each reply and each
-// step of the handshake. The server's certificate is not checked. Buffers are fixed; nothing is
-// written to the log; nothing here ends the process.
+// The connect is given 2 seconds, each reply and each step of the handshake 2 seconds of silence.
+// Two waits have no bound: name resolution, and a plain server that goes on sending behind a reply
+// of 256 bytes. The server's certificate is not checked. Buffers are fixed; nothing is written to
+// the log; nothing here ends the process.
 #pragma once
 
 #include <openssl/ssl.h>

@@ -8,8 +8,8 @@
 namespace webauth {
 namespace {
 
-// Also of IMAP over TLS.
-constexpr char POP3_ACCEPTED_LINE[] =
+// Of POP3, and of IMAP over TLS.
+constexpr char ACCEPTED_LINE[] =
     "@#@ log_info n - -  - webident - -v ident.emailident  ident.webidentup  "
     "ident.emailhostname + %s";
 constexpr char POP3_USER_REFUSED_LINE[] =
@@ -48,7 +48,7 @@ int probe_pop3(const char* server, int port, const char* user, const char* passw
   if (!mail_send_line(mail, PASS_COMMAND, password) || !pop3_reply_ok(mail)) {
     return refuse(POP3_PASSWORD_REFUSED_LINE);
   }
-  syslog(LOG_INFO_PRIORITY, POP3_ACCEPTED_LINE, server);
+  syslog(LOG_INFO_PRIORITY, ACCEPTED_LINE, server);
   return ACCEPTED;
 }
 
@@ -81,7 +81,7 @@ int probe_imap_tls(const char* server, int port, const char* user, const char* p
   if (!mail_send_line(mail, LOGIN_COMMAND, user, password) || !imap_reply_ok(mail)) {
     return refuse(IMAP_TLS_REFUSED_LINE);
   }
-  syslog(LOG_INFO_PRIORITY, POP3_ACCEPTED_LINE, server);
+  syslog(LOG_INFO_PRIORITY, ACCEPTED_LINE, server);
   return ACCEPTED;
 }
 

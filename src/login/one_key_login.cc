@@ -3,6 +3,8 @@
 #include <arpa/inet.h>
 #include <syslog.h>
 
+#include <string_view>
+
 #include "base/clock.h"
 #include "base/text_field.h"
 #include "core/event_log.h"

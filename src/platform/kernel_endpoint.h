@@ -3,6 +3,7 @@
 #pragma once
 
 #include <linux/netlink.h>
+#include <sys/socket.h>
 
 #include <cstdint>
 
@@ -13,6 +14,14 @@ inline constexpr int NETLINK_WEBAUTH = 21;
 
 /// The port id of webauth-gate, the user-space stand-in ("GATE" as four bytes).
 inline constexpr std::uint32_t GATE_PORT = 0x47415445;
+
+/// The address of a netlink port id, in no group.
+inline sockaddr_nl netlink_address(std::uint32_t port) {
+  sockaddr_nl address{};
+  address.nl_family = AF_NETLINK;
+  address.nl_pid = port;
+  return address;
+}
 
 struct KernelEndpoint {
   int protocol = NETLINK_WEBAUTH;

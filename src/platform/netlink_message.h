@@ -1,4 +1,4 @@
-// The router library's helpers for netlink messages of variable length: a 16-byte netlink header,
+// The router library's calls for netlink messages of variable length: a 16-byte netlink header,
 // an extra header of the protocol's own, and attributes (u16 length of 4 + payload, u16 type,
 // payload, zeros up to a multiple of 4), all in host byte order.
 //

@@ -10,6 +10,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/fd_guard.h"
@@ -19,6 +20,8 @@ namespace {
 
 constexpr int TEMP_MODE = 0600;  // until the old file's mode is known
 constexpr mode_t NEW_FILE_MODE = 0644;
+
+constexpr off_t LARGEST_FILE = 1 << 20;
 
 struct Store {
   struct stat seen {};                     // of the file that `lines` were read from
@@ -71,7 +74,7 @@ bool refresh() {
   if (file.get() < 0 && errno != ENOENT) return false;
   if (file.get() >= 0) {
     if (fstat(file.get(), &now) != 0 || !S_ISREG(now.st_mode)) return false;
-    if (!read_whole(file.get(), text)) return false;
+    if (now.st_size > LARGEST_FILE || !read_whole(file.get(), text)) return false;
   }
   store.seen = now;
   store.lines_before = std::move(store.lines);

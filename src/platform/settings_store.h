@@ -3,7 +3,8 @@
 // The file is the one that the environment variable WEBAUTHD_SETTINGS names, or
 // DEFAULT_SETTINGS_FILE. The value is everything after the first '=' up to the line end, taken raw.
 // Lines that begin with '#' or hold no '=' are comments; of several lines with one key the last
-// wins; a missing file is an empty store. Nothing here ends the process.
+// wins; a missing file is an empty store. A file that cannot be read, or
+// is larger than a megabyte, leaves what was read before. Nothing here ends the process.
 #pragma once
 
 namespace webauth {

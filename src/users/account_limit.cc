@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <limits>
 
 #include "base/clock.h"
@@ -36,10 +35,9 @@ std::int32_t date_key(int year, int month, int day) {
   return (year * 14 + std::clamp(month, 0, 13)) * 33 + std::clamp(day, 0, 32);
 }
 
-std::int32_t local_date_key(std::int32_t time) {
-  const std::time_t wide = time;
+std::int32_t local_date_key(std::time_t time) {
   std::tm local{};
-  localtime_r(&wide, &local);
+  localtime_r(&time, &local);
   return date_key(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday);
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 
 #include "users/online_user.h"
 
@@ -23,11 +24,11 @@ AccountLimit parse_validity(const char* text);
 /// numbers; what no calendar has (month 14, day 0) still compares rightly with every real date.
 std::int32_t date_key(int year, int month, int day);
 
-/// The date_key of a time's local day.
-std::int32_t local_date_key(std::int32_t time);
+/// The date_key of a time's local day. Takes the system's time, which may be wider than a record's.
+std::int32_t local_date_key(std::time_t time);
 
-/// Adds the time since the account's login to its counter of the day, when the session's account
-/// has a daily allowance and still exists.
+/// Adds the time since the account's login to its counter of the day, and makes now the day of that
+/// counter (`logout_time`), when the session has a daily allowance and its account still exists.
 void charge_daily_time(AccountTable& accounts, const OnlineUser& session);
 
 }  // namespace webauth

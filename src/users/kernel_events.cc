@@ -2,6 +2,9 @@
 
 #include <syslog.h>
 
+#include <ctime>
+#include <string>
+
 #include "base/address_text.h"
 #include "base/clock.h"
 #include "core/event_log.h"
@@ -111,12 +114,11 @@ int on_check_expiry(std::uint32_t ip, OnlineUserTable& online_users) {
   const Position found = find_expiring_by_ip(online_users, ip_text(ip));
   if (!found) return 0;
   const OnlineUser& user = user_at(online_users, *found);
-  const std::int32_t now = now_seconds();
-  if (local_date_key(now) <= user.limit_value) return 1;
+  if (local_date_key(std::time(nullptr)) <= user.limit_value) return 1;
   const KernelMessage removal = user_message(REMOVE_ENTRY, user.ip.c_str());
   change_user(online_users, *found, [&](OnlineUser& expired) {
     expired.online = 0;
-    expired.logout_time = now;
+    expired.logout_time = now_seconds();
   });
   (void)send_kernel_message(removal);  // the session is over, whether or not the kernel heard it
   write_registration_file(REGISTRATION_TEMP_FILE, online_users);

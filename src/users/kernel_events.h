@@ -16,7 +16,8 @@ int handle_kernel_event(const KernelMessage& message, AccountTable& accounts,
 /// ENTRY_ONLINE: records a listed client, or renews its record in place. Not published.
 void on_entry_online(const KernelMessage& message, OnlineUserTable& online_users);
 
-/// ENTRY_OFFLINE: removes the first online record of the address, whatever its kind.
+/// ENTRY_OFFLINE: removes the first online record of the address, whatever its kind, and in mode
+/// USERS charges its daily allowance. Publishes the list even when there is none.
 void on_entry_offline(const KernelMessage& message, AccountTable& accounts,
                       OnlineUserTable& online_users);
 

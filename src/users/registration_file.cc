@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 
 #include "base/fd_guard.h"
@@ -20,14 +21,21 @@ void render_list(UserTable& table) {
   }
 }
 
+// Anybody may plant something in /tmp, such as a link, a pipe or a directory: what lies at the path
+// is replaced, never opened.
+int open_anew(const char* path) {
+  const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+  const int fd = open(path, flags, 0666);
+  if (fd >= 0 || errno != EEXIST || std::remove(path) != 0) return fd;
+  return open(path, flags, 0666);
+}
+
 }  // namespace
 
 int write_registration_file(const char* temp_path, UserTable& table) {
   render_list(table);
   {
-    // Anybody may plant a link or a pipe in /tmp: do not follow the one or wait for the other.
-    const int flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-    const FdGuard file(open(temp_path, flags, 0666));
+    const FdGuard file(open_anew(temp_path));
     const ssize_t written = write(file.get(), table.listed_text.data(), table.listed_text.size());
     (void)written;  // a short list is published all the same
   }

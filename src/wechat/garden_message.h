@@ -39,7 +39,9 @@ struct GardenHeader {
 };
 
 static_assert(sizeof(GardenHeader) == 28);
+static_assert(offsetof(GardenHeader, entry_class) == 0);
 static_assert(offsetof(GardenHeader, message_code) == 4);
+static_assert(offsetof(GardenHeader, unused1) == 8);
 static_assert(offsetof(GardenHeader, marker) == 12);
 static_assert(offsetof(GardenHeader, unused2) == 13);
 static_assert(std::is_trivially_copyable_v<GardenHeader>);

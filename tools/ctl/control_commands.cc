@@ -22,7 +22,7 @@ constexpr std::int64_t CONFIRM_PATIENCE_US = 2'000'000;
 
 template <typename Record>
 void send_record(const Record& record) {
-  static_assert(IS_CONTROL_RECORD<Record>);
+  static_assert(is_control_record<Record>());
   send_datagram(CONTROL_SOCKET_PATH, std::as_bytes(std::span(&record, 1)));
 }
 
@@ -66,7 +66,7 @@ std::optional<std::ptrdiff_t> count_listed(std::string ListedUser::*field, std::
 }
 
 /// True when a list written after the message holds fewer such users than before. When it held none
-/// before, any new list confirms: the daemon writes one when it has obeyed.
+/// before, any new list is taken for the daemon's answer.
 bool wait_for_effect(ListWatch& watch, std::ptrdiff_t before, std::string ListedUser::*field,
                      std::string_view text) {
   const std::int64_t deadline = steady_microseconds() + CONFIRM_PATIENCE_US;
@@ -80,13 +80,16 @@ bool wait_for_effect(ListWatch& watch, std::ptrdiff_t before, std::string Listed
   }
 }
 
+/// `always_written`: the daemon writes the list even when the message changes nothing in it.
 template <typename Record>
-void send_confirmed(const Record& record, std::string ListedUser::*field, std::string_view text) {
+void send_confirmed(const Record& record, std::string ListedUser::*field, std::string_view text,
+                    bool always_written) {
   ListWatch watch(REGISTRATION_FILE);
   watch.skip_changes();
   const auto before = count_listed(field, text);
   send_record(record);
-  const bool confirmed = before && wait_for_effect(watch, *before, field, text);
+  const bool can_confirm = before && (*before > 0 || always_written);
+  const bool confirmed = can_confirm && wait_for_effect(watch, *before, field, text);
   std::cout << (confirmed ? "done\n" : "sent, not confirmed\n");
 }
 
@@ -129,10 +132,10 @@ CutIpMessage make_cut_ip(std::string_view ip) {
 void run_add_account(const AccountOptions& options) { send_unconfirmed(make_add_account(options)); }
 
 void run_delete_account(const std::string& user) {
-  send_confirmed(make_delete_account(user), &ListedUser::user, user);
+  send_confirmed(make_delete_account(user), &ListedUser::user, user, true);
 }
 
-void run_cut(const std::string& ip) { send_confirmed(make_cut_ip(ip), &ListedUser::ip, ip); }
+void run_cut(const std::string& ip) { send_confirmed(make_cut_ip(ip), &ListedUser::ip, ip, false); }
 
 void run_allow_mac(const std::string& mac) {
   AllowMacMessage message{};

@@ -33,17 +33,6 @@ std::string ranges_text(const std::set<std::uint32_t>& ips) {
   return text;
 }
 
-std::string user_text(std::uint32_t ip, const UserEntry& user) {
-  std::string text = "  user " + ip_text(htonl(ip));
-  if (user.time_allowance != 0) {
-    text += " time_allowance " + std::to_string(user.time_allowance) + " s";
-  }
-  if (user.recheck_interval != 0) {
-    text += " recheck_interval " + std::to_string(user.recheck_interval) + " s";
-  }
-  return text + '\n';
-}
-
 }  // namespace
 
 void apply_message(EntryTables& tables, const KernelMessage& message) {
@@ -68,11 +57,24 @@ void apply_message(EntryTables& tables, const KernelMessage& message) {
 
 void drop_user(EntryTables& tables, std::uint32_t ip) { tables.users.erase(ntohl(ip)); }
 
+std::string times_text(const UserEntry& user) {
+  std::string text;
+  if (user.time_allowance != 0) {
+    text += " time_allowance " + std::to_string(user.time_allowance) + " s";
+  }
+  if (user.recheck_interval != 0) {
+    text += " recheck_interval " + std::to_string(user.recheck_interval) + " s";
+  }
+  return text;
+}
+
 std::string tables_text(const EntryTables& tables) {
   std::string text;
   for (const MacAddress& mac : tables.macs) text += "  mac " + mac_text(mac) + '\n';
   text += ranges_text(tables.ips);
-  for (const auto& [ip, user] : tables.users) text += user_text(ip, user);
+  for (const auto& [ip, user] : tables.users) {
+    text += "  user " + ip_text(htonl(ip)) + times_text(user) + '\n';
+  }
   text += "list: " + std::to_string(tables.macs.size()) + " mac, " +
           std::to_string(tables.ips.size()) + " ip, " + std::to_string(tables.users.size()) +
           " user; time-outs ";

@@ -37,6 +37,9 @@ void apply_message(EntryTables& tables, const KernelMessage& message);
 /// `ip` is in network byte order.
 void drop_user(EntryTables& tables, std::uint32_t ip);
 
+/// " time_allowance N s recheck_interval N s", without what is 0.
+std::string times_text(const UserEntry& user);
+
 /// One line per entry, runs of IP entries as ranges, and a closing line with the counts.
 std::string tables_text(const EntryTables& tables);
 

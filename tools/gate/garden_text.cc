@@ -2,6 +2,7 @@
 
 #include <linux/netlink.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -20,16 +21,16 @@ struct Attributes {
   std::string problem;
 };
 
-// The attributes behind the headers, in whatever order they come.
+// The attributes behind the headers, in whatever order they come, up to one that does not fit.
 Attributes read_attributes(std::string_view bytes) {
   Attributes found;
   while (!bytes.empty()) {
     nlattr attribute{};
-    if (bytes.size() < sizeof attribute) return found.problem = "attribute cut short", found;
-    std::memcpy(&attribute, bytes.data(), sizeof attribute);
+    std::memcpy(&attribute, bytes.data(), std::min(bytes.size(), sizeof attribute));
     const std::size_t padded = NLA_ALIGN(attribute.nla_len);
     if (attribute.nla_len < NLA_HDRLEN || padded > bytes.size()) {
-      return found.problem = "attribute length " + std::to_string(attribute.nla_len), found;
+      found.problem = "attribute length " + std::to_string(attribute.nla_len);
+      break;
     }
     const std::string_view payload = bytes.substr(NLA_HDRLEN, attribute.nla_len - NLA_HDRLEN);
     if (attribute.nla_type == GARDEN_ATTR_NAME) {
@@ -80,6 +81,7 @@ std::optional<std::string> garden_text(const Datagram& datagram) {
   if (found.address) text += ' ' + ip_text(*found.address);
   if (garden.marker != GARDEN_MARKER) found.problem = "marker " + std::to_string(garden.marker);
   if (header.nlmsg_pid != datagram.sender_port) found.problem = "nlmsg_pid is not the sender";
+  if (found.name.empty()) found.problem = "no name";
   if (found.address.has_value() != address) found.problem = "address missing or not expected";
   if (!found.problem.empty()) text += "  [DEVIATES: " + found.problem + "]";
   return text;

@@ -1,6 +1,5 @@
 #include "gate/gate_loop.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 
 #include "base/clock.h"
 #include "base/fd_guard.h"
+#include "base/standard_descriptors.h"
 #include "gate/entry_tables.h"
 #include "gate/gate_command.h"
 #include "gate/gate_socket.h"
@@ -117,13 +117,6 @@ bool serve_input(Gate& gate) {
       more ? gate.input.add({bytes, static_cast<std::size_t>(count)}) : gate.input.finish();
   for (const InputLine& line : lines) obey(gate, line);
   return more;
-}
-
-/// Keeps the three standard descriptors from being taken by the socket.
-void occupy_standard_descriptors() {
-  int fd = open("/dev/null", O_RDWR);
-  while (fd >= 0 && fd <= STDERR_FILENO) fd = dup(fd);
-  if (fd > STDERR_FILENO) close(fd);
 }
 
 }  // namespace

@@ -15,13 +15,6 @@ namespace {
 
 constexpr int RECEIVE_BUFFER_SIZE = 8 * 1024 * 1024;
 
-sockaddr_nl netlink_address(std::uint32_t port) {
-  sockaddr_nl address{};
-  address.nl_family = AF_NETLINK;
-  address.nl_pid = port;
-  return address;
-}
-
 [[noreturn]] void fail(const char* what) {
   throw std::runtime_error(std::string(what) + ": " + std::strerror(errno));
 }

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "base/address_text.h"
+#include "gate/entry_tables.h"
 #include "gate/garden_text.h"
 
 namespace webauth {
@@ -28,13 +29,7 @@ std::string hex_dump(const Datagram& datagram) {
 std::string add_entry_text(const KernelMessage& message) {
   std::string text = "ADD_ENTRY " + kind_text(message.kind) + ' ';
   text += message.kind == ENTRY_MAC ? mac_text(message.mac) : ip_text(message.ip);
-  if (message.time_allowance != 0) {
-    text += " time_allowance " + std::to_string(message.time_allowance) + " s";
-  }
-  if (message.recheck_interval != 0) {
-    text += " recheck_interval " + std::to_string(message.recheck_interval) + " s";
-  }
-  return text;
+  return text + times_text({message.time_allowance, message.recheck_interval});
 }
 
 std::string remove_entry_text(const KernelMessage& message) {
