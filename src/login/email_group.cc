@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <optional>
 
 #include "base/address_text.h"
@@ -109,7 +108,7 @@ int email_group_update(int operation, std::uint32_t address) {
     write_group(create_group(dotted));
     return 0;
   }
-  text->resize(strnlen(text->data(), text->size()));  // a text ends at its first NUL
+  text->resize(std::min(text->find('\0'), text->size()));  // a text ends at its first NUL
   const bool changed = operation == EMAIL_GROUP_ADD ? add_group_address(*text, dotted)
                                                     : remove_group_address(*text, dotted);
   if (changed) write_group(*text);

@@ -49,7 +49,7 @@ constexpr std::size_t HEADERS_SIZE = NLMSG_HDRLEN + sizeof(GardenHeader);
 // The longest encoded name whose message fits its buffer; longer ones are not sent.
 constexpr std::size_t LONGEST_NAME = NAME_MESSAGE_SIZE - HEADERS_SIZE - NLA_HDRLEN;
 static_assert(LONGEST_NAME == 468);
-static_assert(HEADERS_SIZE + 2 * NLA_HDRLEN + NLMSG_ALIGN(ADDRESS_NAME_SIZE) + 4 <=
+static_assert(HEADERS_SIZE + 2UL * NLA_HDRLEN + NLMSG_ALIGN(ADDRESS_NAME_SIZE) + 4 <=
               ADDRESS_MESSAGE_SIZE);
 
 nlmsghdr* begin_message(void* buffer, GardenEntryClass entry_class, GardenMessageCode code) {
