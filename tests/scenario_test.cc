@@ -5,7 +5,6 @@
 // "$" marks the end of a text. Blank lines and lines that begin with "#" separate. With
 // WRITE_SCENARIOS in the environment the files are written anew; read the difference.
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -29,8 +28,8 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
  protected:
   void obey(const std::string& command) {
     std::istringstream words(command);
-    std::string verb, a, b, c;
-    words >> verb >> std::quoted(a) >> std::quoted(b) >> std::quoted(c);
+    std::string verb, a, b, c, d;
+    words >> verb >> std::quoted(a) >> std::quoted(b) >> std::quoted(c) >> std::quoted(d);
     if (verb == "start") {
       start(settings_);
     } else if (verb == "setting") {
@@ -41,11 +40,14 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
     } else if (verb == "show") {
       show("", read_file(a));
     } else if (verb == "login") {
-      say("reply", login(a, b, c));
+      say("reply", login(a, b, c, d));
     } else if (verb == "last") {
-      say("exit status", std::to_string(last_login(a, b, c)));
+      const FrontEnd client;
+      client.send(login_request(a, b, c, d));
+      say("exit status", std::to_string(wait_for_end()));
+      say("reply", client.reply());
     } else if (verb == "mail") {
-      mail_.emplace(Lines{a + "\r\n", b + "\r\n", c + "\r\n"}, nullptr, 10110);
+      serve_mail({a, b, c}, d == "tls");
     } else if (verb == "online" || verb == "offline" || verb == "check") {
       report(verb, a, b, c);
     } else {
@@ -66,14 +68,14 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
     for (std::string line; std::getline(lines, line);) seen_ += what + line + "$\n";
   }
 
-  // A login that ends the daemon, without a reply.
-  int last_login(const std::string& ip, const std::string& mac, const std::string& user) {
-    const FrontEnd client;
-    client.send(login_request(ip, mac, user));
-    say("reply", client.reply());
-    int status = 0;
-    waitpid(std::exchange(pid_, 0), &status, 0);
-    return WEXITSTATUS(status);
+  void serve_mail(Lines says, bool tls) {
+    const std::string make_key =
+        "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -subj /CN=mail.test "
+        "-keyout /run/key.pem -out /run/cert.pem 2>/dev/null";
+    EXPECT_EQ(0, tls ? std::system(make_key.c_str()) : 0);
+    for (std::string& text : says) text += text.empty() ? "" : "\r\n";
+    mail_.reset();
+    mail_.emplace(says, tls ? "/run" : nullptr, 10110);
   }
 
   void report(const std::string& verb, const std::string& kind, const std::string& ip,
@@ -128,6 +130,7 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
   }
 
   std::string settings_;
+  std::optional<MailServer> mail_;
   std::string written_;
 };
 

@@ -1,5 +1,3 @@
-#include "core/settings.h"
-
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -30,30 +28,6 @@ class SettingsTest : public testing::Test {
     return value == nullptr ? "(missing)" : value;
   }
 };
-
-TEST_F(SettingsTest, LinesOfTheFile) {
-  const struct {
-    const char *name, *text, *key, *value;
-  } rows[] = {
-      {"plain", "A=1\nB=2\n", "B", "2"},
-      {"last line wins", "A=1\nB=2\nA=3\n", "A", "3"},
-      {"raw value", "A= x=y #z\t\r\n", "A", " x=y #z\t\r"},
-      {"empty value", "A=\n", "A", ""},
-      {"no line end at the end", "B=2\nA=1", "A", "1"},
-      {"comment", "A=1\n#A=2\n", "A", "1"},
-      {"comment as a key", "#A=2\n", "#A", "(missing)"},
-      {"no sign", "A\nAB=1\n", "A", "(missing)"},
-      {"key is the end of another", "BA=1\n A=2\n", "A", "(missing)"},
-      {"case counts", "a=1\n", "A", "(missing)"},
-      {"empty file", "", "A", "(missing)"},
-  };
-  for (const auto& row : rows) {
-    write_file(STORE, row.text);
-    EXPECT_EQ(row.value, get(row.key)) << row.name;
-  }
-  fs::remove(STORE);
-  EXPECT_EQ("(missing)", get("A")) << "missing file";
-}
 
 TEST_F(SettingsTest, SeesChangesByOthersAndKeepsTheTextBefore) {
   write_file(STORE, "A=a rather long text that lies on the heap\n");
@@ -94,47 +68,6 @@ TEST_F(SettingsTest, FailedCommitLeavesTheOldFileAlone) {
   EXPECT_EQ(1, std::distance(fs::directory_iterator("/tmp/store"), {})) << "nothing beside it";
   EXPECT_EQ(0, nvram_commit());
   EXPECT_EQ("A=a value that will not fit\nB=2\n", read_file(STORE));
-}
-
-TEST_F(SettingsTest, WhatCannotStandOnALineIsRefused) {
-  write_file(STORE, "A=1\n");
-  const char* const rows[][2] = {
-      {"A", "1\nB=2"}, {"A\nB", "1"}, {"A=B", "1"}, {"#A", "1"}, {"", "1"}};
-  for (const auto& [key, value] : rows) EXPECT_EQ(-1, nvram_set(key, value)) << key << "=" << value;
-  EXPECT_EQ(0, nvram_commit());
-  EXPECT_EQ("A=1\n", read_file(STORE));
-}
-
-TEST_F(SettingsTest, ModesAndFlags) {
-  const struct {
-    const char *mode, *multi_user, *port;
-    AuthMode expected_mode;
-    int expected_multi_user, expected_port;
-  } rows[] = {
-      {"LOCAL", "YES", "993", AuthMode::LOCAL, 1, 993},
-      {"ADVERT", "YESX", "110x", AuthMode::ADVERT, 1, 110},
-      {"WEIXIN", "yes", "", AuthMode::WEIXIN, 0, 0},
-      {"USERS", "YE", "pop3", AuthMode::USERS, 0, 0},
-      {"EMAIL", " YES", "-25", AuthMode::EMAIL, 0, -25},
-      {"users", "", "0x10", AuthMode::LOCAL, 0, 0},
-      {"EMAIL ", "NO", "999999", AuthMode::LOCAL, 0, 999999},
-  };
-  EXPECT_EQ(AuthMode::LOCAL, read_auth_mode()) << "missing";
-  EXPECT_EQ(0, read_multi_user()) << "missing";
-  for (const auto& row : rows) {
-    write_file(STORE, std::string("WEBAUTH_SECTYPE=") + row.mode + "\nWEBAUTH_MULTIUSER=" +
-                          row.multi_user + "\nWEBAUTH_POP3SPORT=" + row.port +
-                          "\nWEBAUTH_POP3SERVER=" + std::string(63, 'm') + "\n");
-    EXPECT_EQ(row.expected_mode, read_auth_mode()) << row.mode;
-    EXPECT_EQ(row.expected_multi_user, read_multi_user()) << row.multi_user;
-    read_mail_server_settings();
-    EXPECT_EQ(row.expected_port, mail_server_port) << row.port;
-    EXPECT_EQ(std::string(63, 'm'), mail_server_host);
-  }
-  fs::remove(STORE);
-  read_mail_server_settings();
-  EXPECT_EQ(0, mail_server_port);
-  EXPECT_STREQ("", mail_server_host);
 }
 
 }  // namespace

@@ -1,98 +1,84 @@
-#include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <filesystem>
+#include <functional>
 #include <random>
 
 #include "core/settings.h"
 #include "kernel/kernel_message.h"
 #include "support/world.h"
-#include "users/online_user.h"
 #include "users/registration_file.h"
 
 namespace webauth {
 namespace {
 
-OnlineUser online_user(std::string user, std::string ip, std::string mac, std::int32_t time) {
-  OnlineUser result;
-  result.kind = ENTRY_USER;
-  result.online = 1;
-  result.user = std::move(user);
-  result.ip = std::move(ip);
-  result.mac = std::move(mac);
-  result.login_time = time;
-  return result;
-}
+namespace fs = std::filesystem;
 
 std::string written(OnlineUserTable& table) {
   write_registration_file(REGISTRATION_TEMP_FILE, table);
   return read_file(REGISTRATION_FILE);
 }
 
-TEST(RegistrationFile, LinesAreWrittenByteForByte) {
-  const std::string name(64, 'n');
+TEST(RegistrationFile, WhatIsPlantedAtTheTemporaryPathIsReplaced) {
+  const char* temp = REGISTRATION_TEMP_FILE;
+  const std::function<void()> plants[] = {[=] { fs::create_directory(temp); },
+                                          [=] { mkfifo(temp, 0600); },
+                                          [=] { fs::create_symlink("/tmp/precious", temp); },
+                                          [=] { fs::create_hard_link("/tmp/precious", temp); },
+                                          [=] { fs::create_symlink("/tmp/nowhere", temp); }};
+  write_file("/tmp/precious", "precious");
   OnlineUserTable table;
-  EXPECT_EQ("", written(table));
-  auth_mode = AuthMode::USERS;
-  append_user(table, online_user("alice", "10.0.0.23", "00:11:22:33:44:55", 1'700'000'000));
-  append_user(table, online_user("", "10.0.0.24", "66:77:88:99:aa:bb", 2'147'483'647));
-  append_user(table, online_user("two words", "010.0.0.1", "", -1));
-  append_user(table, online_user("%s%n", "", "-", 0));
-  append_user(table, online_user(name, "1", "\xff\t", -2'147'483'647 - 1));
-  EXPECT_EQ(
-      "alice 10.0.0.23 00:11:22:33:44:55 1700000000 3 \n"
-      " 10.0.0.24 66:77:88:99:aa:bb 2147483647 3 \n"
-      "two words 010.0.0.1  -1 3 \n"
-      "%s%n  - 0 3 \n" +
-          name + " 1 \xff\t -2147483648 3 \n",
-      written(table));
-  auth_mode = AuthMode::LOCAL;
+  OnlineUser visitor;
+  visitor.online = 1, visitor.kind = ENTRY_USER;
+  std::string expected;
+  for (const auto& plant : plants) {
+    plant();
+    append_user(table, visitor);
+    expected += "   0 0 \n";
+    EXPECT_EQ(expected, written(table));
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(REGISTRATION_FILE)));
+    EXPECT_EQ("precious", read_file("/tmp/precious"));
+    EXPECT_FALSE(fs::exists("/tmp/nowhere"));
+  }
 }
 
 // The table and its published text are kept step by step; a plain array, searched and rendered
 // whole, says what they must be.
-class TableModel {
- public:
+class TableModel : public testing::Test {
+ protected:
   void step() {
-    const auto at = model_.empty() ? 0 : pick(model_.size());
-    const auto choice = pick(10);
-    if (model_.empty() || choice < 5) {
+    const std::size_t choice = pick(10), at = pick(model_.size() + 1);
+    if (at == model_.size() || choice < 5) {
       model_.push_back(random_user());
       append_user(table_, model_.back());
     } else if (choice < 6) {
-      model_.erase(model_.begin() + static_cast<std::ptrdiff_t>(at));
+      model_.erase(place(at));
       remove_user(table_, at);
     } else if (choice == 6) {
       std::vector<std::size_t> positions;
       for (std::size_t i = at; i < model_.size(); i += 1 + pick(4)) positions.push_back(i);
-      for (auto i = positions.rbegin(); i != positions.rend(); ++i) {
-        model_.erase(model_.begin() + static_cast<std::ptrdiff_t>(*i));
-      }
+      for (auto i = positions.rbegin(); i != positions.rend(); ++i) model_.erase(place(*i));
       remove_users(table_, positions);
     } else {
-      const OnlineUser user = random_user();
-      model_[at] = user;
-      change_user(table_, at, [&](OnlineUser& changed) { changed = user; });
+      model_[at] = random_user();
+      change_user(table_, at, [&](OnlineUser& changed) { changed = model_[at]; });
     }
   }
 
-  void expect_same_lookups() const {
-    for (const std::string& key : KEYS) {
-      EXPECT_EQ(first([&](auto& u) { return u.ip == key; }), find_by_ip(table_, key));
-      for (const std::size_t from : {0, 2, 30}) {
-        EXPECT_EQ(first([&](auto& u) { return u.user == key; }, from),
-                  find_by_user(table_, key, from));
-      }
-      EXPECT_EQ(first([&](auto& u) { return u.online == 1 && u.ip == key; }),
-                find_online_by_ip(table_, key));
-      EXPECT_EQ(first([&](auto& u) { return u.kind == 2 && u.ip == key; }),
-                find_user_entry_by_ip(table_, key));
-      EXPECT_EQ(first([&](auto& u) { return u.online == 1 && u.limit_type == 1 && u.ip == key; }),
-                find_expiring_by_ip(table_, key));
-      for (const int kind : {0, 1, 2, 3}) {
-        const auto matches = [&](const OnlineUser& u) {
-          return kind != 2 && u.kind == kind && u.online == 1 && u.ip == key;
-        };
-        EXPECT_EQ(first(matches), find_kernel_entry(table_, kind, key)) << kind;
-      }
+  void expect_same_lookups(const std::string& ip) const {
+    EXPECT_EQ(first([&](auto& u) { return u.ip == ip; }), find_by_ip(table_, ip));
+    for (const std::size_t from : {0U, 2U, 30U}) {  // the same texts serve as names
+      EXPECT_EQ(first([&](auto& u) { return u.user == ip; }, from), find_by_user(table_, ip, from));
+    }
+    const auto is_online = [&](auto& u) { return u.online == 1 && u.ip == ip; };
+    EXPECT_EQ(first(is_online), find_online_by_ip(table_, ip));
+    EXPECT_EQ(first([&](auto& u) { return u.kind == 2 && u.ip == ip; }),
+              find_user_entry_by_ip(table_, ip));
+    EXPECT_EQ(first([&](auto& u) { return is_online(u) && u.limit_type == 1; }),
+              find_expiring_by_ip(table_, ip));
+    for (const int kind : {0, 1, 2, 3}) {
+      EXPECT_EQ(first([&](auto& u) { return kind != 2 && is_online(u) && u.kind == kind; }),
+                find_kernel_entry(table_, kind, ip));
     }
   }
 
@@ -108,16 +94,25 @@ class TableModel {
 
   std::size_t pick(std::size_t count) { return random_() % count; }
 
- private:
-  const Lines KEYS = {"", "10.0.0.1", "10.0.0.10", "010.0.0.1", "10.0.0.2"};
+  const Lines keys_ = {"",         "10.0.0.1",  "10.0.0.10",         "010.0.0.1",
+                       "10.0.0.2", "%s%n \xff", std::string(64, 'n')};
 
+ private:
   OnlineUser random_user() {
-    OnlineUser user = online_user(KEYS[pick(5)], KEYS[pick(5)], std::string(pick(20), 'm'),
-                                  static_cast<std::int32_t>(random_()));
+    const std::int32_t times[] = {INT32_MIN, -1, 0, INT32_MAX, static_cast<int>(random_())};
+    OnlineUser user;
+    user.user = keys_[pick(keys_.size())];
+    user.ip = keys_[pick(keys_.size())];
+    user.mac = std::string(pick(20), 'm');
+    user.login_time = times[pick(5)];
     user.kind = static_cast<std::int32_t>(pick(3) == 0 ? pick(4) : 2);
     user.online = pick(5) == 0 ? 0 : 1;
     user.limit_type = static_cast<std::int32_t>(pick(3));
     return user;
+  }
+
+  std::vector<OnlineUser>::iterator place(std::size_t at) {
+    return model_.begin() + static_cast<std::ptrdiff_t>(at);
   }
 
   Position first(auto matches, std::size_t from = 0) const {
@@ -132,13 +127,12 @@ class TableModel {
   OnlineUserTable table_;
 };
 
-TEST(UserTable, AgreesWithAPlainArray) {
-  TableModel model;
-  for (int i = 0; i < 4'000 && !testing::Test::HasFailure(); ++i) {
+TEST_F(TableModel, IsWhatTheTableAgreesWith) {
+  for (int i = 0; i < 4'000 && !HasFailure(); ++i) {
     SCOPED_TRACE(i);
-    model.step();
-    model.expect_same_lookups();
-    if (model.pick(3) == 0) model.expect_same_list();
+    step();
+    for (const std::string& key : keys_) expect_same_lookups(key);
+    if (pick(3) == 0) expect_same_list();
   }
 }
 

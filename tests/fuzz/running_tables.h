@@ -10,7 +10,9 @@
 
 #include "core/settings.h"
 #include "kernel/transport.h"
-#include "users/account_limit.h"
+#include "login/account_file.h"
+#include "platform/kernel_endpoint.h"
+#include "users/online_user.h"
 
 namespace webauth {
 
@@ -21,9 +23,7 @@ struct RunningTables {
 
 /// A netlink socket that the daemon's messages arrive at; opens netlink_fd too.
 inline int open_kernel_side() {
-  sockaddr_nl address{};
-  address.nl_family = AF_NETLINK;
-  address.nl_pid = 0x47415445;
+  const sockaddr_nl address = netlink_address(GATE_PORT);
   const int fd = socket(AF_NETLINK, SOCK_RAW, NETLINK_USERSOCK);
   if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) std::abort();
   setenv("WEBAUTHD_KERNEL_PORT", "1195463749", 1);
@@ -51,13 +51,7 @@ Record begin_input(const std::uint8_t* data, std::size_t size) {
 inline RunningTables running_tables() {
   RunningTables tables;
   for (const char* validity : {"*", "1", "2020-02-29.", "2999-01-01.", "nonsense"}) {
-    OnlineUser user;
-    user.kind = ENTRY_USER;
-    user.user = "u";
-    user.user += validity[0];
-    const AccountLimit limit = parse_validity(validity);
-    user.limit_type = limit.type;
-    user.limit_value = limit.value;
+    OnlineUser user = read_account(std::string("u") + validity[0] + " x x " + validity);
     append_user(tables.accounts, user);
     user.online = 1;
     user.ip = std::string("10.0.0.") + validity[0];

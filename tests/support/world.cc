@@ -100,9 +100,11 @@ std::string read_file(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::string login_request(std::string_view ip, std::string_view mac, std::string_view user) {
+std::string login_request(std::string_view ip, std::string_view mac, std::string_view user,
+                          std::string_view password) {
   LoginRequest request{};
   user.copy(request.user, sizeof request.user);
+  password.copy(request.password, sizeof request.password);
   request.type = LOGIN_REQUEST;
   ip.copy(request.ip, sizeof request.ip);
   mac.copy(request.mac, sizeof request.mac);
@@ -228,7 +230,7 @@ void World::end_daemon() {
     EXPECT_EQ(1, wait_for_end());
     open_kernel_side();
   }
-  EXPECT_EQ("", fs::exists(OUTPUT) ? output() : "");
+  EXPECT_EQ("", output());
 }
 
 bool World::has_ended() { return waitpid(pid_, &status_, WNOHANG) != 0; }
@@ -272,14 +274,15 @@ Lines World::kernel() {
 }
 
 std::string World::output() {
-  std::string text = read_file(OUTPUT);
-  fs::resize_file(OUTPUT, 0);
+  std::string text = fs::exists(OUTPUT) ? read_file(OUTPUT) : "";
+  if (!text.empty()) fs::resize_file(OUTPUT, 0);
   return text;
 }
 
-std::string World::login(std::string_view ip, std::string_view mac, std::string_view user) {
+std::string World::login(std::string_view ip, std::string_view mac, std::string_view user,
+                         std::string_view password) {
   const FrontEnd client;
-  client.send(login_request(ip, mac, user));
+  client.send(login_request(ip, mac, user, password));
   settle();
   return client.reply();
 }

@@ -33,7 +33,8 @@ void write_file(const std::string& path, std::string_view text);
 std::string read_file(const std::string& path);
 
 /// A whole LoginRequest of type 2. A text that fills its field has no NUL.
-std::string login_request(std::string_view ip, std::string_view mac, std::string_view user = "");
+std::string login_request(std::string_view ip, std::string_view mac, std::string_view user = "",
+                          std::string_view password = "");
 
 /// One connection to the login socket.
 class FrontEnd {
@@ -69,6 +70,7 @@ class World : public testing::Test {
   void start(const std::string& settings = "") { start(Options{settings}); }
   /// Starts a daemon that ends by itself and returns its exit status.
   int run_to_end(const Options& options);
+  int wait_for_end();
   /// Waits until a daemon that has nothing to serve has handled everything.
   void settle();
 
@@ -80,7 +82,8 @@ class World : public testing::Test {
   std::string output();
 
   /// One front end that sends a whole request and waits for the end: its reply.
-  std::string login(std::string_view ip, std::string_view mac, std::string_view user = "");
+  std::string login(std::string_view ip, std::string_view mac, std::string_view user = "",
+                    std::string_view password = "");
   /// The published list, with "NOW" for each login time since the daemon's start.
   std::string published();
 
@@ -95,7 +98,6 @@ class World : public testing::Test {
  private:
   void open_kernel_side();
   void launch(const Options& options);
-  int wait_for_end();
   void end_daemon();
   bool has_ended();
   void drain();
