@@ -11,6 +11,7 @@
 #include "core/start_up.h"
 #include "kernel/transport.h"
 #include "login/email_group.h"
+#include "mail.h"
 #include "neighbours.h"
 #include "users/registration_path.h"
 
@@ -25,11 +26,16 @@ void receive_whole(int fd, void* bytes, std::size_t length) {
   require(recv(fd, bytes, length, 0) == static_cast<ssize_t>(length), "recv");
 }
 
-void write_two_records(const Traces& traces) {
-  openlog("user", LOG_NDELAY, LOG_LOCAL0);
-  syslog(LOG_NOTICE, "%s", traces.records[0].c_str());
-  closelog();
-  syslog(LOG_INFO_PRIORITY, "%s", traces.records[1].c_str());
+void write_records(const Traces& traces) {
+  for (const std::string& record : traces.records) {
+    if (!record.starts_with("R1 ")) {
+      syslog(LOG_INFO_PRIORITY, "%s", record.c_str());
+      continue;
+    }
+    openlog("user", LOG_NDELAY, LOG_LOCAL0);
+    syslog(LOG_NOTICE, "%s", record.c_str());
+    closelog();
+  }
 }
 
 void write_list(const std::string& list) {
@@ -39,6 +45,16 @@ void write_list(const std::string& list) {
   require(written == static_cast<ssize_t>(list.size()), REGISTRATION_TEMP_FILE);
   close(file);
   require(std::rename(REGISTRATION_TEMP_FILE, REGISTRATION_FILE) == 0, REGISTRATION_FILE);
+}
+
+void rewrite_group(const std::string& text) {
+  int group = open(GROUP_FILE, O_RDWR | O_CREAT | O_CLOEXEC, 0700);
+  std::string before(static_cast<std::size_t>(lseek(group, 0, SEEK_END)), '\0');
+  require(pread(group, before.data(), before.size(), 0) == std::ssize(before), GROUP_FILE);
+  close(group);
+  group = open(GROUP_FILE, O_WRONLY | O_TRUNC | O_CLOEXEC);
+  require(write(group, text.data(), text.size()) == std::ssize(text), GROUP_FILE);
+  close(group);
 }
 
 }  // namespace
@@ -53,17 +69,23 @@ void floor_login(World& world) {
   send_whole(netlink_fd, &world.traces.message, sizeof world.traces.message);
   send_whole(connection, &world.traces.reply, sizeof world.traces.reply);
   write_list(world.traces.list);
-  write_two_records(world.traces);
+  write_records(world.traces);
   close(connection);
   receive_whole(front_end, &reply, sizeof reply);
   close(front_end);
+}
+
+void floor_mail_login(World& world, bool tls, bool imap) {
+  bare_mail_client(tls, imap);
+  floor_login(world);
+  rewrite_group(world.traces.group);
 }
 
 void floor_offline(World& world) {
   KernelMessage event;
   send_whole(world.kernel_side, &world.event, sizeof world.event);
   receive_whole(netlink_fd, &event, sizeof event);
-  write_two_records(world.traces);
+  write_records(world.traces);
   write_list(world.traces.list);
 }
 
@@ -72,7 +94,7 @@ void floor_cut(World& world) {
   send_whole(world.control_client, &world.cut, sizeof world.cut);
   receive_whole(control_fd, &cut, sizeof cut);
   send_whole(netlink_fd, &world.traces.message, sizeof world.traces.message);
-  write_two_records(world.traces);
+  write_records(world.traces);
   write_list(world.traces.list);
   const int group = open(GROUP_FILE, O_RDWR | O_CREAT | O_CLOEXEC, 0700);
   require(lseek(group, 0, SEEK_END) == 0, GROUP_FILE);

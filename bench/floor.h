@@ -8,8 +8,11 @@
 
 namespace webauth {
 
-/// One connection with 300 bytes each way, one kernel message, the list, two log records.
+/// One connection with 300 bytes each way, one kernel message, the list, the log records.
 void floor_login(World& world);
+
+/// As floor_login, with the questions to the mail server and the e-mail group file.
+void floor_mail_login(World& world, bool tls, bool imap);
 
 /// One kernel message in, two log records, the list.
 void floor_offline(World& world);

@@ -12,12 +12,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
+#include <string_view>
 
 #include "base/file.h"
 #include "base/text_field.h"
 #include "login/login_record.h"
 #include "neighbours.h"
+#include "operations.h"
 #include "users/registration_path.h"
 
 namespace webauth {
@@ -87,6 +90,31 @@ long status_number(pid_t process, const char* name) {
   return 0;
 }
 
+struct Holding {
+  long memory_kb;
+  std::ptrdiff_t descriptors;
+};
+
+Holding holding() {
+  return {status_number(getpid(), "VmRSS:"),
+          std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {})};
+}
+
+void log_in_over_tls(World& world, int count) {
+  Traces ignored;
+  for (int i = 0; i < count;) {
+    for (const Operation& operation : operations()) {
+      if (!std::string_view(operation.name).ends_with(" TLS")) continue;
+      operation.prepare(world);
+      operation.daemon(world);
+      require(had_effect(operation, world), operation.name);
+      drain(world, ignored);
+      operation.restore(world);
+      ++i;
+    }
+  }
+}
+
 long count_wakes(pid_t process, int seconds) {
   poll(nullptr, 0, 1500);  // until it is really idle
   const long before = status_number(process, "voluntary_ctxt_switches:");
@@ -115,6 +143,19 @@ void print_footprint(int idle_seconds) {
   kill(daemon, SIGTERM);
   waitpid(daemon, nullptr, 0);
   unlink(REGISTRATION_FILE);
+}
+
+void print_tls_logins(int count) {
+  World world(AuthMode::EMAIL, 1);
+  log_in_over_tls(world, count / 10);
+  const Holding before = holding();
+  log_in_over_tls(world, count);
+  const Holding after = holding();
+  std::printf("\n%d TLS logins in one process\n\n", count);
+  std::printf("resident memory            %ld kB before, %ld kB after\n", before.memory_kb,
+              after.memory_kb);
+  std::printf("open descriptors           %td before, %td after\n", before.descriptors,
+              after.descriptors);
 }
 
 }  // namespace webauth

@@ -7,6 +7,7 @@
 #include "base/text_field.h"
 #include "floor.h"
 #include "kernel/transport.h"
+#include "mail.h"
 #include "neighbours.h"
 
 namespace webauth {
@@ -71,6 +72,33 @@ void restore_after_leaving(World& world) {
   publish(world);
 }
 
+template <bool TLS, bool IMAP>
+void prepare_mail_login(World& world) {
+  choose_mail_server(TLS, IMAP);
+  prepare_login(world);
+}
+
+template <bool TLS, bool IMAP>
+void mail_floor(World& world) {
+  floor_mail_login(world, TLS, IMAP);
+}
+
+void restore_after_mail_login(World& world) {
+  restore_after_login(world);
+  restore_group(world);
+}
+
+template <bool TLS, bool IMAP>
+constexpr Operation mail_login(const char* name) {
+  return {name,
+          AuthMode::EMAIL,
+          +1,
+          prepare_mail_login<TLS, IMAP>,
+          log_in,
+          mail_floor<TLS, IMAP>,
+          restore_after_mail_login};
+}
+
 constexpr Operation OPERATIONS[] = {
     {"one-key login", AuthMode::LOCAL, +1, prepare_login, log_in, floor_login, restore_after_login},
     {"local-account login", AuthMode::USERS, +1, prepare_login, log_in, floor_login,
@@ -78,6 +106,10 @@ constexpr Operation OPERATIONS[] = {
     {"ENTRY_OFFLINE", AuthMode::USERS, -1, prepare_offline, go_offline, floor_offline,
      restore_after_leaving},
     {"CTL_CUT_IP", AuthMode::USERS, -1, prepare_cut, cut, floor_cut, restore_after_leaving},
+    mail_login<false, false>("e-mail login, POP3"),
+    mail_login<false, true>("e-mail login, IMAP"),
+    mail_login<true, false>("e-mail login, POP3 TLS"),
+    mail_login<true, true>("e-mail login, IMAP TLS"),
 };
 
 }  // namespace
@@ -94,9 +126,9 @@ bool rehearse(const Operation& operation, World& world) {
   operation.daemon(world);
   if (!had_effect(operation, world)) return false;
   drain(world, world.traces);
-  read_list(world);
+  read_files(world);
   operation.restore(world);
-  return world.traces.records.size() == 2;
+  return world.traces.records.size() >= 2;
 }
 
 }  // namespace webauth

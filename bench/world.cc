@@ -11,6 +11,7 @@
 #include "base/file.h"
 #include "core/start_up.h"
 #include "kernel/transport.h"
+#include "login/email_group.h"
 #include "neighbours.h"
 #include "users/registration_file.h"
 
@@ -50,13 +51,23 @@ void open_sockets(World& world) {
   world.control_client = connect_control();
 }
 
+std::string text_of(const char* path) {
+  std::string text;
+  const File file = open_for_reading(path);
+  if (!file) return text;
+  char block[4096];
+  std::size_t count;
+  while ((count = std::fread(block, 1, sizeof block, file.get())) > 0) text.append(block, count);
+  return text;
+}
+
 }  // namespace
 
 World::World(AuthMode mode, std::size_t user_count) : users(user_count) {
   auth_mode = mode;
   open_sockets(*this);
   loop = begin_main_loop();
-  const bool has_accounts = mode == AuthMode::USERS;
+  const bool has_accounts = mode != AuthMode::LOCAL;
   for (std::size_t i = 0; i < users; ++i) {
     if (has_accounts) add_account(*this, i);
     put_online(*this, has_accounts ? account_name(i) : "");
@@ -66,6 +77,10 @@ World::World(AuthMode mode, std::size_t user_count) : users(user_count) {
     spare_account = account_name(users);
   }
   publish(*this);
+  group = "group1 Email_Auth 10.255.0.0";
+  for (const auto& user : online_users.users) group.append(",").append(user->ip);
+  group += " \n";
+  if (mode == AuthMode::EMAIL) restore_group(*this);
 }
 
 World::~World() {
@@ -76,6 +91,7 @@ World::~World() {
   }
   if (loop.held_connection > 0) close(loop.held_connection);
   unlink(REGISTRATION_FILE);
+  unlink(GROUP_FILE);
 }
 
 std::string fresh_address(World& world) {
@@ -124,15 +140,14 @@ void drain(World& world, Traces& seen) {
   }
 }
 
-void read_list(World& world) {
-  world.traces.list.clear();
-  const File file = open_for_reading(REGISTRATION_FILE);
-  if (!file) return;
-  char block[4096];
-  std::size_t count;
-  while ((count = std::fread(block, 1, sizeof block, file.get())) > 0) {
-    world.traces.list.append(block, count);
-  }
+void restore_group(const World& world) {
+  const File file(std::fopen(GROUP_FILE, "we"));
+  require(file && std::fputs(world.group.c_str(), file.get()) >= 0, GROUP_FILE);
+}
+
+void read_files(World& world) {
+  world.traces.list = text_of(REGISTRATION_FILE);
+  world.traces.group = text_of(GROUP_FILE);
 }
 
 }  // namespace webauth

@@ -23,7 +23,8 @@ struct Traces {
   std::vector<std::string> records;  ///< texts of the log records, without syslog's own header
   KernelMessage message{};           ///< what the kernel module was told last
   LoginReply reply{};
-  std::string list;  ///< the published list
+  std::string list;   ///< the published list
+  std::string group;  ///< mode EMAIL: the group file
 };
 
 struct World {
@@ -33,7 +34,7 @@ struct World {
   World& operator=(const World&) = delete;
 
   std::size_t users;      ///< online between two operations
-  AccountTable accounts;  ///< mode USERS: one for everybody online, and one spare
+  AccountTable accounts;  ///< but in mode LOCAL: one for everybody online, and one spare
   OnlineUserTable online_users;
   LoopState loop;
   int log_sink;
@@ -42,6 +43,7 @@ struct World {
   std::mt19937 random{1};       ///< the same users are picked in every run
   std::uint32_t addresses = 0;  ///< given out so far
   std::string spare_account;    ///< name of the account that nobody uses; empty in mode LOCAL
+  std::string group;            ///< mode EMAIL: the group file between two operations
   std::string leaving_account;  ///< name of whom an operation is about to take out
   Traces traces;
   // What the neighbours are about to send.
@@ -68,7 +70,10 @@ void publish(World& world);
 /// Empties the queues of syslog and of the kernel side into the records and the message of `seen`.
 void drain(World& world, Traces& seen);
 
-/// Reads the published list into `traces`.
-void read_list(World& world);
+/// Writes the group file as it is between two operations.
+void restore_group(const World& world);
+
+/// Reads the published list and the group file into `traces`.
+void read_files(World& world);
 
 }  // namespace webauth
