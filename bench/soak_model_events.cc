@@ -59,7 +59,7 @@ void expect_offline(const Model& model, const Session& session, Effects& effects
                     "  - webident - -v ident.userident  ident.webidentdown ident.useridentname + " +
                     session.user + " ");
   } else {
-    expect_line(effects, " " + client_of(session) +
+    expect_line(effects, std::string(" ").append(client_of(session)) +
                              "  - webident - -v ident.onekeyident  ident.webidentdown");
   }
 }

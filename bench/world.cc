@@ -21,7 +21,7 @@ namespace {
 constexpr char MAC[] = "00:11:22:33:44:55";
 
 std::string account_name(std::size_t number) {
-  char text[24];
+  char text[32];
   std::snprintf(text, sizeof text, "visitor%06zu", number);
   return text;
 }
