@@ -1,18 +1,13 @@
 #include <arpa/inet.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 #include <cstddef>
-#include <cstring>
 #include <deque>
 #include <filesystem>
 #include <set>
 
 #include "base/clock.h"
-#include "control/control_message.h"
-#include "kernel/kernel_message.h"
 #include "support/world.h"
 
 namespace webauth {
@@ -78,20 +73,6 @@ TEST_F(LoginChannelTest, RequestsOfEveryLength) {
   EXPECT_EQ(descriptors_, open_descriptors());
 }
 
-TEST_F(LoginChannelTest, OtherTypesAreIgnored) {
-  start();
-  kernel(), log();
-  for (const unsigned type : {0u, 1u, 3u, 0x102u, 0x2000000u, 0xffffffffu}) {
-    std::string request = login_request("10.0.0.1", "m");
-    std::memcpy(request.data(), &type, sizeof type);
-    const FrontEnd client;
-    client.send(request);
-    EXPECT_EQ("", client.reply()) << type;
-  }
-  EXPECT_EQ(Lines{}, log());
-  EXPECT_EQ(Lines{}, kernel());
-}
-
 TEST_F(LoginChannelTest, FrontEndsThatLeaveAtOnce) {
   start_with_a_login();
   for (int i = 0; i < 50; ++i) {
@@ -146,32 +127,6 @@ TEST_F(LoginChannelTest, WantOfDescriptorsIsSleptThrough) {
   EXPECT_GE(100'000, processor_microseconds() - used);
   prlimit(pid_, RLIMIT_NOFILE, &limit, nullptr);
   EXPECT_EQ("300: 1", client.reply());
-}
-
-TEST_F(LoginChannelTest, OrderWithinOnePass) {
-  start();
-  login("10.0.0.1", "m");
-  login("10.0.0.2", "m");
-  const FrontEnd held;
-  log();
-  kill(pid_, SIGSTOP);
-  EXPECT_EQ(pid_, waitpid(pid_, nullptr, WUNTRACED));
-  KernelMessage offline{};
-  offline.command = ENTRY_OFFLINE;
-  offline.ip = inet_addr("10.0.0.2");
-  kernel_event(bytes_of(offline));
-  const CutIpMessage cut{.command = CTL_CUT_IP, .unused1 = {}, .ip = "10.0.0.1", .unused2 = {}};
-  control(bytes_of(cut));
-  const FrontEnd next;
-  next.send(login_request("10.0.0.4", "m"));
-  held.send(login_request("10.0.0.3", "m"));
-  kill(pid_, SIGCONT);
-  EXPECT_EQ(pid_, waitpid(pid_, nullptr, WCONTINUED));
-  std::string order;
-  for (const std::string& line : log()) {
-    if (line.starts_with("@#@")) order += line.substr(line.find("10.0.0."), 9);
-  }
-  EXPECT_EQ("10.0.0.3 10.0.0.1 10.0.0.2 10.0.0.4 ", order);
 }
 
 }  // namespace

@@ -16,7 +16,6 @@
 
 #include "base/clock.h"
 #include "login/mail_probe.h"
-#include "login/white_list.h"
 #include "support/mail_server.h"
 
 namespace webauth {
@@ -126,28 +125,6 @@ TEST(MailTest, Probes) {
   }
   if (std::getenv("WRITE_SCENARIOS") != nullptr) write_file(MAIL_PROBES, seen);
   EXPECT_EQ(expected, seen);
-}
-
-TEST(WhiteListTest, Entries) {
-  const std::string piece(49, 'a');
-  const struct {
-    std::string text, user;
-    bool listed;
-  } rows[] = {
-      {"bob\nalice a comment\r\n", "alice", true},
-      {"bob\r\nalice\r\n", "bob", true},
-      {"bob\nalice", "alice", true},  // no final newline
-      {"Alice\nalice2\n alice\n", "alice", false},
-      {piece + "a rest\n", piece, true},
-      {piece + "a rest\n", "a", true},
-      {piece + "a rest\n", piece + "a", false},
-      {"alice\n\n", "", true},
-  };
-  for (const auto& row : rows) {
-    write_file("/tmp/list", row.text);
-    EXPECT_EQ(row.listed, is_white_listed("/tmp/list", row.user)) << row.text << row.user;
-  }
-  EXPECT_FALSE(is_white_listed("/tmp/none", "alice"));
 }
 
 }  // namespace

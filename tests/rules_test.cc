@@ -17,6 +17,7 @@
 #include "kernel/access_policy.h"
 #include "login/account_file.h"
 #include "login/email_group.h"
+#include "login/white_list.h"
 #include "platform/kernel_endpoint.h"
 #include "platform/settings_store.h"
 #include "support/world.h"
@@ -89,6 +90,10 @@ Lines result(const std::string& rule, const Lines& in) {
   if (rule == "mac") {
     const auto mac = read_mac(text);
     return mac ? Lines{mac_text(*mac)} : Lines{};
+  }
+  if (rule == "white-list") {
+    write_file(STORE, in.at(0));
+    return is_white_listed(STORE, in.at(1)) ? Lines{"listed"} : Lines{};
   }
   if (rule == "store" || rule == "settings") write_file(STORE, in.at(0));
   if (rule == "store") {

@@ -4,12 +4,17 @@
 // output, and the published list when it is written.
 // "$" marks the end of a text. Blank lines and lines that begin with "#" separate. With
 // WRITE_SCENARIOS in the environment the files are written anew; read the difference.
+#include <arpa/inet.h>
+#include <netinet/ether.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
+#include <map>
 #include <optional>
 #include <sstream>
 #include <utility>
@@ -31,26 +36,28 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
     std::string verb, a, b, c, d;
     words >> verb >> std::quoted(a) >> std::quoted(b) >> std::quoted(c) >> std::quoted(d);
     if (verb == "start") {
-      start(settings_);
+      start(settings_, a.empty() ? Lines{} : Lines{a, b});
+    } else if (verb == "start-fails") {
+      say("exit status", std::to_string(run_to_end(settings_)));
+    } else if (verb == "reset") {
+      reset();
+      settings_.clear();
     } else if (verb == "setting") {
       settings_ += a + "\n";
     } else if (verb == "line") {
       const std::string rest = command.substr(command.find(a) + a.size());
       std::ofstream(a, std::ios::app) << rest.substr(rest.empty() ? 0 : 1) << "\n";
+    } else if (verb == "directory") {
+      fs::create_directory(a);
     } else if (verb == "show") {
-      show("", read_file(a));
-    } else if (verb == "login") {
-      say("reply", login(a, b, c, d));
-    } else if (verb == "last") {
-      const FrontEnd client;
-      client.send(login_request(a, b, c, d));
-      say("exit status", std::to_string(wait_for_end()));
-      say("reply", client.reply());
+      show("", fs::is_socket(a) ? "(socket)" : fs::is_directory(a) ? "(directory)" : read_file(a));
+    } else if (verb == "no-kernel-side") {
+      close_kernel_side();
     } else if (verb == "mail") {
       serve_mail({a, b, c}, d == "tls");
     } else if (verb == "online" || verb == "offline" || verb == "check") {
       report(verb, a, b, c);
-    } else {
+    } else if (!ask(verb, a, b, c, d)) {
       command_daemon(verb, a, b, c);
     }
     observe();
@@ -61,6 +68,37 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
  private:
   void say(const char* what, const std::string& text) {
     if (!text.empty()) seen_ += std::string(what) + " " + text + "$\n";
+  }
+
+  // What front ends do. "stop" holds the daemon until all that "continue" shows has been sent.
+  bool ask(const std::string& verb, const std::string& a, const std::string& b,
+           const std::string& c, const std::string& d) {
+    if (verb == "login") {
+      say("reply", login(a, b, c, d));
+    } else if (verb == "last") {
+      const FrontEnd client;
+      client.send(login_request(a, b, c, d));
+      say("exit status", std::to_string(wait_for_end()));
+      say("reply", client.reply());
+    } else if (verb == "type") {
+      const auto type = static_cast<std::uint32_t>(std::stoul(a, nullptr, 0));
+      const FrontEnd client;
+      client.send(login_request(b, c).replace(0, 4, bytes_of(type)));
+      say("reply", client.reply());
+    } else if (verb == "connect") {
+      clients_[a];
+    } else if (verb == "send") {
+      clients_[a].send(login_request(b, c, d));
+    } else if (verb == "hear") {
+      say("reply", clients_[a].reply());
+    } else if (verb == "stop" || verb == "continue") {
+      stopped_ = verb == "stop";
+      kill(pid_, stopped_ ? SIGSTOP : SIGCONT);
+      EXPECT_EQ(pid_, waitpid(pid_, nullptr, WUNTRACED | WCONTINUED));
+    } else {
+      return false;
+    }
+    return true;
   }
 
   void show(const std::string& what, const std::string& text) {
@@ -80,17 +118,14 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
 
   void report(const std::string& verb, const std::string& kind, const std::string& ip,
               const std::string& mac) {
-    unsigned b[6] = {};
     KernelMessage message{};
     message.command = verb == "online"  ? ENTRY_ONLINE
                       : verb == "check" ? CHECK_EXPIRY
                                         : ENTRY_OFFLINE;
     if (verb == "online") message.kind = static_cast<std::uint32_t>(std::stoul(kind));
-    const std::string& address = verb == "online" ? ip : kind;
-    std::sscanf(address.c_str(), "%u.%u.%u.%u", &b[0], &b[1], &b[2], &b[3]);
-    for (unsigned i = 0; i < 4; ++i) message.ip |= b[i] << (8 * i);  // as little-endian words
-    std::sscanf(mac.c_str(), "%x:%x:%x:%x:%x:%x", &b[0], &b[1], &b[2], &b[3], &b[4], &b[5]);
-    if (!mac.empty()) std::copy(b, b + 6, message.mac.begin());
+    message.ip = inet_addr(verb == "online" ? ip.c_str() : kind.c_str());
+    const ether_addr* bytes = ether_aton(mac.c_str());
+    if (bytes != nullptr) std::memcpy(message.mac.data(), bytes, sizeof *bytes);
     kernel_event(bytes_of(message));
   }
 
@@ -116,12 +151,13 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
   }
 
   void observe() {
+    if (stopped_) return;
     for (const std::string& line : mail_ ? mail_->heard() : Lines{}) say("mail", line);
     for (const std::string& message : kernel()) say("kernel", message);
     for (const std::string& line : log()) say("log", line);
     show("output ", output());
     struct stat list {};
-    if (stat(REGISTRATION_FILE, &list) != 0) return;
+    if (stat(REGISTRATION_FILE, &list) != 0 || !S_ISREG(list.st_mode)) return;
     const std::string identity = std::to_string(list.st_ino) + " " +
                                  std::to_string(list.st_ctim.tv_sec) + " " +
                                  std::to_string(list.st_ctim.tv_nsec);
@@ -131,6 +167,8 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
 
   std::string settings_;
   std::optional<MailServer> mail_;
+  std::map<std::string, FrontEnd> clients_;
+  bool stopped_ = false;
   std::string written_;
 };
 

@@ -178,31 +178,29 @@ void World::close_kernel_side() {
   kernel_fd_ = -1;
 }
 
-void World::launch(const Options& options) {
+void World::launch(const std::string& settings, const Lines& arguments) {
   if (pid_ > 0) end_daemon();
-  write_file("/etc/webauthd/settings", options.settings);
-  std::vector<char*> arguments = {const_cast<char*>("webauthd")};
-  for (const std::string& text : options.arguments)
-    arguments.push_back(const_cast<char*>(text.c_str()));
-  arguments.push_back(nullptr);
+  write_file("/etc/webauthd/settings", settings);
+  std::vector<char*> texts = {const_cast<char*>("webauthd")};
+  for (const std::string& text : arguments) texts.push_back(const_cast<char*>(text.c_str()));
+  texts.push_back(nullptr);
   started_ = std::time(nullptr);
   pid_ = fork();
   if (pid_ != 0) return;
-  setenv("WEBAUTHD_KERNEL_PORT", std::to_string(GATE_PORT).c_str(), 1);
-  for (const std::string& text : options.environment) putenv(const_cast<char*>(text.c_str()));
+  setenv("WEBAUTHD_KERNEL_PORT", std::to_string(GATE_PORT).c_str(), 0);
   dup2(open(OUTPUT, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600), STDOUT_FILENO);
   dup2(STDOUT_FILENO, STDERR_FILENO);
-  execv(WEBAUTHD_BINARY, arguments.data());
+  execv(WEBAUTHD_BINARY, texts.data());
   _exit(127);
 }
 
-void World::start(const Options& options) {
-  launch(options);
+void World::start(const std::string& settings, const Lines& arguments) {
+  launch(settings, arguments);
   settle();
 }
 
-int World::run_to_end(const Options& options) {
-  launch(options);
+int World::run_to_end(const std::string& settings) {
+  launch(settings, {});
   return wait_for_end();
 }
 

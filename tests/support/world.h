@@ -52,12 +52,6 @@ class FrontEnd {
   int fd_;
 };
 
-struct Options {
-  std::string settings;  // text of the settings file
-  Lines arguments = {};
-  Lines environment = {};  // "NAME=value", beside what this process has
-};
-
 /// Fixture with at most one daemon at a time.
 class World : public testing::Test {
  protected:
@@ -65,11 +59,10 @@ class World : public testing::Test {
   ~World() override;
   /// Ends the daemon and clears files, log and kernel messages: for the next row of a table.
   void reset();
-  /// Starts the daemon and waits until it serves.
-  void start(const Options& options);
-  void start(const std::string& settings = "") { start(Options{settings}); }
+  /// Starts the daemon with this text of the settings file, and waits until it serves.
+  void start(const std::string& settings = "", const Lines& arguments = {});
   /// Starts a daemon that ends by itself and returns its exit status.
-  int run_to_end(const Options& options);
+  int run_to_end(const std::string& settings);
   int wait_for_end();
   /// Waits until a daemon that has nothing to serve has handled everything.
   void settle();
@@ -97,7 +90,7 @@ class World : public testing::Test {
 
  private:
   void open_kernel_side();
-  void launch(const Options& options);
+  void launch(const std::string& settings, const Lines& arguments);
   void end_daemon();
   bool has_ended();
   void drain();

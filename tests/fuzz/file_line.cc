@@ -1,0 +1,44 @@
+// A line of each file that is read: accounts, MAC and IP addresses, the e-mail group, host names.
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "base/address_text.h"
+#include "kernel/access_policy.h"
+#include "login/account_file.h"
+#include "login/email_group.h"
+#include "wechat/host_name.h"
+
+using namespace webauth;
+
+static void demand(bool holds) {
+  if (!holds) std::abort();
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string line(reinterpret_cast<const char*>(data), size);
+  const OnlineUser account = read_account(line.c_str());
+  demand(account.user.size() <= 63 && account.note.size() <= 63);
+  demand(account.user.find_first_of(" \n") != 0);
+  if (const auto mac = read_mac(line.c_str())) demand(read_mac(mac_text(*mac).c_str()) == mac);
+  const auto range = read_ip_range(line.c_str());
+  demand(!range || range->last - range->first < LONGEST_RANGE);
+
+  // Whatever the group holds, an address that went in comes out again.
+  std::string group = line;
+  const bool added = add_group_address(group, "10.0.0.1");
+  demand(added || group == line);
+  demand(!added || !add_group_address(group, "10.0.0.1"));
+  demand(!added || remove_group_address(group, "10.0.0.1"));
+  remove_group_address(group, "10.0.0.2");
+
+  // An encoding has room in the name and two bytes, and its labels add up to it.
+  const std::string name = line.substr(0, line.find('\n')).c_str();
+  std::vector<char> encoded(name.size() + 2);
+  if (encode_dns_name(name.c_str(), encoded.data(), encoded.size()) != 0) return 0;
+  std::size_t at = 0;
+  while (encoded[at] != '\0') at += 1U + static_cast<unsigned char>(encoded[at]);
+  demand(at < encoded.size() && at == std::strlen(encoded.data()));
+  return 0;
+}
