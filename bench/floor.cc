@@ -29,7 +29,7 @@ void receive_whole(int fd, void* bytes, std::size_t length) {
 void write_records(const Traces& traces) {
   for (const std::string& record : traces.records) {
     if (!record.starts_with("R1 ")) {
-      syslog(LOG_INFO_PRIORITY, "%s", record.c_str());
+      syslog(LOG_LINE_PRIORITY, "%s", record.c_str());
       continue;
     }
     openlog("user", LOG_NDELAY, LOG_LOCAL0);

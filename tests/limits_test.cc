@@ -27,7 +27,6 @@ class LimitsTest : public World, public testing::WithParamInterface<const char*>
   LimitsTest() {
     setenv("TZ", GetParam(), 1);
     tzset();
-    setenv("WEBAUTHD_KERNEL_PORT", "1195463749", 1);
     if (netlink_fd < 0) netlink_fd = open_netlink_socket();
     auth_mode = AuthMode::USERS;
   }

@@ -10,7 +10,6 @@
 #include <syslog.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <iomanip>
 #include <sstream>
 
@@ -79,10 +78,6 @@ int ask(const Probe& probe, int port) {
   return ask_server(probe.server.c_str(), port, probe.user.c_str(), probe.password.c_str());
 }
 
-std::ptrdiff_t open_descriptors() {
-  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-}
-
 // In a process of its own, whose standard error, the log included, is what was seen.
 [[noreturn]] void play(const Probe& probe, const std::string& output) {
   EXPECT_NE(nullptr, std::freopen(output.c_str(), "w", stderr));
@@ -91,7 +86,7 @@ std::ptrdiff_t open_descriptors() {
   const int special = probe.peer == "full"      ? full_port()
                       : probe.peer == "dovecot" ? DOVECOT_PORT
                                                 : 0;
-  const auto descriptors = open_descriptors();
+  const auto descriptors = open_descriptors(getpid());
   MailServer server(probe.says, tls ? FOLDER : nullptr);
   const int port = special > 0 ? special : server.port() + 65536;  // its low 16 bits count
   if (probe.peer == "nobody") server.stop();
@@ -99,7 +94,7 @@ std::ptrdiff_t open_descriptors() {
   const int verdict = ask(probe, port);
   const long seconds = (steady_microseconds() - begin + 100'000) / 2'000'000 * 2;
   server.stop();
-  EXPECT_EQ(descriptors, open_descriptors());
+  EXPECT_EQ(descriptors, open_descriptors(getpid()));
   for (const std::string& line : server.heard()) std::fprintf(stderr, "saw %s$\n", line.c_str());
   std::fprintf(stderr, "%d after %ld s\n", verdict, seconds);
   std::exit(testing::Test::HasFailure() ? 1 : 0);

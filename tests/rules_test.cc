@@ -9,8 +9,10 @@
 #include <iomanip>
 #include <sstream>
 
+#include "base/clock.h"
 #include "core/settings.h"
 #include "ctl/control_commands.h"
+#include "ctl/login_command.h"
 #include "ctl/operator_error.h"
 #include "ctl/user_list.h"
 #include "gate/gate_command.h"
@@ -21,6 +23,7 @@
 #include "platform/kernel_endpoint.h"
 #include "platform/settings_store.h"
 #include "support/world.h"
+#include "text/terminal_text.h"
 #include "users/account_limit.h"
 #include "wechat/host_name.h"
 
@@ -49,7 +52,8 @@ Lines encode(const std::string& name) {
   return {output.data()};
 }
 
-Lines tool_result(const std::string& rule, const std::string& text) {
+Lines tool_result(const std::string& rule, const Lines& in) {
+  const std::string& text = in.at(0);
   if (rule == "gate") {
     std::string problem;
     const auto command = parse_gate_command(text, problem);
@@ -61,12 +65,23 @@ Lines tool_result(const std::string& rule, const std::string& text) {
     const ListedUser& user = list.users.at(0);
     return words_of(user.user, user.ip, user.mac, user.login_time, user.mode);
   }
-  if (rule != "validity-argument") return {"no such rule"};
+  if (rule == "json") return {user_json(parse_user_list(text))};
+  if (rule == "terminal") return {terminal_text(text)};
   try {
-    return {validity_field_text(text)};
+    if (rule == "validity-argument") return {validity_field_text(text)};
+    if (rule == "delete-argument") return {make_delete_account(text).user};
+    if (rule == "add-arguments") {
+      return {make_add_account({.user = text, .password = in.at(1), .note = ""}).user};
+    }
+    if (rule == "login-arguments") {
+      LoginOptions login;
+      login.ip = text, login.mac = in.at(1), login.password = in.at(2);
+      return {make_login_request(login).mac};
+    }
   } catch (const OperatorError&) {
     return {};
   }
+  return {"no such rule"};
 }
 
 Lines result(const std::string& rule, const Lines& in) {
@@ -74,6 +89,7 @@ Lines result(const std::string& rule, const Lines& in) {
   if (rule == "earlier") return words_of(std::stoi(in.at(0)) < std::stoi(in.at(1)));
   if (rule == "group") return edit_group(in.at(0) == "add", in.at(1), in.at(2));
   if (rule == "encode") return encode(in.at(0));
+  if (rule == "calendar") return words_of(calendar_time(std::stoi(in.at(0)), std::stoll(in.at(1))));
   if (rule == "validity") {
     const AccountLimit limit = parse_validity(text);
     return words_of(LIMITS[limit.type], limit.value);
@@ -114,9 +130,9 @@ Lines result(const std::string& rule, const Lines& in) {
   if (rule == "endpoint") {
     text == nullptr ? unsetenv("WEBAUTHD_KERNEL_PORT") : setenv("WEBAUTHD_KERNEL_PORT", text, 1);
     const KernelEndpoint endpoint = kernel_endpoint();
-    return words_of(endpoint.protocol, endpoint.peer_port, endpoint.connect_to_peer);
+    return words_of(endpoint.protocol, endpoint.peer_port);
   }
-  return tool_result(rule, in.at(0));
+  return tool_result(rule, in);
 }
 
 std::string meaning(std::string word) {

@@ -4,13 +4,10 @@
 // output, and the published list when it is written.
 // "$" marks the end of a text. Blank lines and lines that begin with "#" separate. With
 // WRITE_SCENARIOS in the environment the files are written anew; read the difference.
-#include <arpa/inet.h>
-#include <netinet/ether.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
@@ -20,7 +17,7 @@
 #include <utility>
 
 #include "control/control_message.h"
-#include "kernel/kernel_message.h"
+#include "gate/gate_command.h"
 #include "support/mail_server.h"
 #include "users/registration_path.h"
 
@@ -33,7 +30,7 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
  protected:
   void obey(const std::string& command) {
     std::istringstream words(command);
-    std::string verb, a, b, c, d;
+    std::string verb, a, b, c, d, problem;
     words >> verb >> std::quoted(a) >> std::quoted(b) >> std::quoted(c) >> std::quoted(d);
     if (verb == "start") {
       start(settings_, a.empty() ? Lines{} : Lines{a, b});
@@ -55,8 +52,8 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
       close_kernel_side();
     } else if (verb == "mail") {
       serve_mail({a, b, c}, d == "tls");
-    } else if (verb == "online" || verb == "offline" || verb == "check") {
-      report(verb, a, b, c);
+    } else if (const auto event = parse_gate_command(command, problem)) {
+      kernel_event(bytes_of(*event->event));
     } else if (!ask(verb, a, b, c, d)) {
       command_daemon(verb, a, b, c);
     }
@@ -89,6 +86,8 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
       clients_[a];
     } else if (verb == "send") {
       clients_[a].send(login_request(b, c, d));
+    } else if (verb == "leave") {
+      clients_.erase(a);
     } else if (verb == "hear") {
       say("reply", clients_[a].reply());
     } else if (verb == "stop" || verb == "continue") {
@@ -114,19 +113,6 @@ class ScenarioTest : public World, public testing::WithParamInterface<fs::path> 
     for (std::string& text : says) text += text.empty() ? "" : "\r\n";
     mail_.reset();
     mail_.emplace(says, tls ? "/run" : nullptr, 10110);
-  }
-
-  void report(const std::string& verb, const std::string& kind, const std::string& ip,
-              const std::string& mac) {
-    KernelMessage message{};
-    message.command = verb == "online"  ? ENTRY_ONLINE
-                      : verb == "check" ? CHECK_EXPIRY
-                                        : ENTRY_OFFLINE;
-    if (verb == "online") message.kind = static_cast<std::uint32_t>(std::stoul(kind));
-    message.ip = inet_addr(verb == "online" ? ip.c_str() : kind.c_str());
-    const ether_addr* bytes = ether_aton(mac.c_str());
-    if (bytes != nullptr) std::memcpy(message.mac.data(), bytes, sizeof *bytes);
-    kernel_event(bytes_of(message));
   }
 
   // A datagram that is cut behind its last text, like "cut" without the blanks around it.

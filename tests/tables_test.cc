@@ -52,12 +52,13 @@ class TableModel : public testing::Test {
       model_.push_back(random_user());
       append_user(table_, model_.back());
     } else if (choice < 6) {
-      model_.erase(place(at));
+      model_.erase(std::next(model_.begin(), int(at)));
       remove_user(table_, at);
     } else if (choice == 6) {
       std::vector<std::size_t> positions;
       for (std::size_t i = at; i < model_.size(); i += 1 + pick(4)) positions.push_back(i);
-      for (auto i = positions.rbegin(); i != positions.rend(); ++i) model_.erase(place(*i));
+      for (auto i = positions.rbegin(); i != positions.rend(); ++i)
+        model_.erase(std::next(model_.begin(), int(*i)));
       remove_users(table_, positions);
     } else {
       model_[at] = random_user();
@@ -109,10 +110,6 @@ class TableModel : public testing::Test {
     user.online = pick(5) == 0 ? 0 : 1;
     user.limit_type = static_cast<std::int32_t>(pick(3));
     return user;
-  }
-
-  std::vector<OnlineUser>::iterator place(std::size_t at) {
-    return model_.begin() + static_cast<std::ptrdiff_t>(at);
   }
 
   Position first(auto matches, std::size_t from = 0) const {

@@ -4,16 +4,11 @@
 
 #include <cstring>
 
-#include "ctl/control_commands.h"
-#include "ctl/login_command.h"
-#include "ctl/operator_error.h"
-#include "ctl/user_list.h"
 #include "gate/entry_tables.h"
 #include "gate/garden_text.h"
 #include "gate/input_lines.h"
 #include "gate/message_text.h"
 #include "text/address_input.h"
-#include "text/terminal_text.h"
 
 namespace webauth {
 namespace {
@@ -101,27 +96,6 @@ TEST(Gate, CutsItsInputIntoLines) {
   ASSERT_EQ(lines.size(), 2U);
   EXPECT_TRUE(lines[0].too_long && lines[0].text.size() == INPUT_LINE_LIMIT);
   EXPECT_EQ(lines[1].text + input.finish().at(0).text, "listla");
-}
-
-TEST(Ctl, PrintsTextOfForeignOrigin) {
-  EXPECT_EQ(user_json(parse_user_list("\xff\" 10.0.0.1 m 5 4 \n")),
-            "[{\"user\":\"\xef\xbf\xbd\\\"\",\"ip\":\"10.0.0.1\",\"mac\":\"m\",\"login_time\":5,"
-            "\"mode\":4,\"mode_name\":\"EMAIL\"}]\n");
-  EXPECT_EQ(terminal_text("a\x1b\\\xc3\xa9\xc2\x9b\xe2\x80\xae\xe9"),
-            "a\\x1b\\\\\xc3\xa9\\xc2\\x9b\\xe2\\x80\\xae\\xe9");
-}
-
-TEST(Ctl, RefusesWhatDoesNotFit) {
-  EXPECT_EQ(make_delete_account(std::string(63, 'u')).user, std::string(63, 'u'));
-  EXPECT_THROW(make_delete_account(std::string(64, 'u')), OperatorError);
-  EXPECT_THROW(make_add_account({.user = "two\nlines", .password = "", .note = ""}), OperatorError);
-  LoginOptions login;
-  login.ip = "10.0.0.010";
-  EXPECT_THROW(make_login_request(login), OperatorError);
-  login.ip = "10.0.0.1", login.mac = "1:2:3:4:5:6";
-  EXPECT_STREQ(make_login_request(login).mac, "1:2:3:4:5:6");
-  login.password = std::string(16, 'p');
-  EXPECT_THROW(make_login_request(login), OperatorError);
 }
 
 }  // namespace

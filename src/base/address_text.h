@@ -1,4 +1,5 @@
-// Addresses as the texts that records, files and log lines hold.
+// Addresses as the texts that records, files and log lines hold. Nothing here fails or ends the
+// process but for want of memory.
 #pragma once
 
 #include <array>

@@ -40,13 +40,10 @@ void add_account(const AddAccountMessage& message, AccountTable& accounts) {
   account.note = field_text(message.note);
   account.user = field_text(message.user);
   account.create_time = now_seconds();
-  const std::string validity(field_text(message.validity));
-  const AccountLimit limit = parse_validity(validity.c_str());
-  account.limit_type = limit.type;
-  account.limit_value = limit.value;
+  set_validity(account, field_text(message.validity));
   append_user(accounts, account);
   log_user(KEY_ACCOUNT, account);
-  syslog(LOG_INFO_PRIORITY, ACCOUNT_ADDED_LINE, account.user.c_str());
+  syslog(LOG_LINE_PRIORITY, ACCOUNT_ADDED_LINE, account.user.c_str());
 }
 
 // Ends the first session of the name, or with multi_user all of them.
@@ -54,7 +51,8 @@ void remove_sessions(std::string_view name, OnlineUserTable& online_users) {
   std::vector<std::size_t> ended;
   Position session = find_by_user(online_users, name);
   while (session) {
-    KernelMessage removal = user_message(REMOVE_ENTRY, user_at(online_users, *session).ip.c_str());
+    KernelMessage removal =
+        user_entry_message(REMOVE_ENTRY, user_at(online_users, *session).ip.c_str());
     removal.kind = 0;  // not ENTRY_USER as elsewhere, and sent even if the address did not parse
     send_kernel_message_or_exit(removal);
     ended.push_back(*session);
@@ -72,7 +70,7 @@ void delete_account(const DeleteAccountMessage& message, AccountTable& accounts,
   if (!found) return;
   const OnlineUser& account = user_at(accounts, *found);
   log_user(KEY_ACCOUNT_GONE, account);
-  syslog(LOG_INFO_PRIORITY, ACCOUNT_GONE_LINE, account.user.c_str());
+  syslog(LOG_LINE_PRIORITY, ACCOUNT_GONE_LINE, account.user.c_str());
   remove_user(accounts, *found);
 }
 
@@ -84,7 +82,7 @@ void cut_ip(const CutIpMessage& message, AccountTable& accounts, OnlineUserTable
   charge_daily_time(accounts, user);
   remove_user_entry_or_exit(user.ip.c_str());
   log_session(TITLE_USER, KEY_USER_DOWN, user);
-  syslog(LOG_INFO_PRIORITY, CUT_LINE, client_text(user).c_str(), user.user.c_str());
+  syslog(LOG_LINE_PRIORITY, CUT_LINE, client_text(user).c_str(), user.user.c_str());
   remove_user(online_users, *found);
   write_registration_file(REGISTRATION_TEMP_FILE, online_users);
   (void)email_group_update(EMAIL_GROUP_REMOVE, inet_addr(ip.c_str()));

@@ -1,5 +1,5 @@
 // What the daemon tells syslog: event records (log_event) and "@#@ log_info" lines, which the
-// handlers write themselves with syslog(LOG_INFO_PRIORITY, template, ...).
+// handlers write themselves with syslog(LOG_LINE_PRIORITY, template, ...).
 //
 // Both carry keys, not sentences; whatever reads the log knows their wording. Titles, keys and
 // templates are an interface, doubled blanks included. A record comes right before the line of the
@@ -9,7 +9,7 @@
 namespace webauth {
 
 /// The priority of "@#@ log_info" lines: level LOG_EMERG and no facility of their own.
-inline constexpr int LOG_INFO_PRIORITY = 0;
+inline constexpr int LOG_LINE_PRIORITY = 0;
 
 // Titles of event records.
 inline constexpr char TITLE_DAEMON_STARTED[] = "syslog.webauth_enable";

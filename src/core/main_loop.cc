@@ -2,7 +2,6 @@
 
 #include <sys/select.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -52,7 +51,7 @@ void close_held_connection(LoopState& loop) {
 
 void serve_held_connection(LoopState& loop, const fd_set& ready, AccountTable& accounts,
                            OnlineUserTable& online_users) {
-  if (loop.held_connection == 0 || !FD_ISSET(loop.held_connection, &ready)) return;
+  if (loop.held_connection <= 0 || !FD_ISSET(loop.held_connection, &ready)) return;
   LoginRequest request{};
   if (receive_message(TRANSPORT_LOCAL, loop.held_connection, &request, sizeof request) != -1) {
     dispatch_login(loop.held_connection, request, accounts, online_users);
@@ -63,7 +62,9 @@ void serve_held_connection(LoopState& loop, const fd_set& ready, AccountTable& a
 void accept_connection(LoopState& loop, const fd_set& ready) {
   if (!FD_ISSET(login_listen_fd, &ready)) return;
   const int connection = accept(login_listen_fd, nullptr, nullptr);
-  if (connection > 0) {
+  if (connection >= FD_SETSIZE) {
+    close(connection);  // no fd_set has room for it
+  } else if (connection > 0) {
     close_held_connection(loop);  // it has been silent for its second
     loop.held_connection = connection;
   }

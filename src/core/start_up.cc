@@ -50,8 +50,8 @@ void open_sockets() {
   if (control_fd < 0) end_process();
   netlink_fd = open_netlink_socket();
   if (netlink_fd < 0) end_process();
-  // Room in an fd_set for these and for a login connection; no other descriptor stays open.
-  if (std::max({login_listen_fd, control_fd, netlink_fd}) >= FD_SETSIZE - 2) end_process();
+  // An fd_set has no room for others; accept_connection sees to the login connection.
+  if (std::max({login_listen_fd, control_fd, netlink_fd}) >= FD_SETSIZE) end_process();
 }
 
 }  // namespace
@@ -81,13 +81,14 @@ int open_control_socket(const char* path) {
 }
 
 void start_up(int argc, char** argv, AccountTable& accounts) {
+  std::signal(SIGPIPE, SIG_IGN);  // a front end may go before it is answered
+  std::signal(SIGXFSZ, SIG_IGN);  // a file at its size limit is a write that fails
   log_event(TITLE_DAEMON_STARTED, "");
   scan_command_line(argc, argv);
-  std::signal(SIGPIPE, SIG_IGN);  // a front end may go before it is answered
   (void)std::remove(REGISTRATION_FILE);
   read_settings();
-  std::srand(static_cast<unsigned>(std::time(nullptr)));
-  // How much a file held is nobody's concern, nor whether there is one.
+  std::srand(static_cast<unsigned>(std::time(nullptr)));  // for the C library's own callers
+  // The counts of the lists are not used; a missing file is an empty list.
   if (auth_mode == AuthMode::USERS) (void)load_accounts(ACCOUNT_FILE, accounts);
   open_sockets();
   push_daemon_start();

@@ -1,4 +1,5 @@
-// Everything from the first instruction to the main loop, in its fixed order.
+// Everything from the first instruction to the main loop, in its fixed order. What cannot be had
+// ends the process, with exit status 1 and no message.
 #pragma once
 
 #include "users/online_user.h"
@@ -12,12 +13,13 @@ inline int control_fd = -1;       ///< UNIX datagram socket, one control command
 /// the path is removed.
 int open_login_socket(const char* path);
 
-/// Returns the bound datagram socket, or -1. A file that is left at the path is removed.
+/// Returns the bound datagram socket, or -1: the caller ends the process. A file that is left at
+/// the path is removed.
 int open_control_socket(const char* path);
 
 /// Reads the settings, opens the sockets and tells the kernel module what it must know. Ends the
-/// process, with exit status 1 and no message, when the mail settings are too long, a socket cannot
-/// be had or a kernel message cannot be sent; files that are missing are not missed.
+/// process when the mail settings are too long, a socket cannot be had or lies beyond FD_SETSIZE,
+/// or a kernel message cannot be sent. Files that are missing count as empty.
 void start_up(int argc, char** argv, AccountTable& accounts);
 
 }  // namespace webauth

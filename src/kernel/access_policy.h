@@ -1,8 +1,8 @@
 // What the daemon tells the kernel module on its own account: that it has started, the time-outs,
 // and the clients that pass without login.
 //
-// Nothing is kept here; what was sent lives in the kernel module only. Times on the wire are
-// seconds. Every sender ends the process when its message cannot be sent.
+// What was sent lives in the kernel module only. Times on the wire are seconds. Every sender ends
+// the process when its message cannot be sent; every push_ function returns 0.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +18,7 @@ inline constexpr char IP_LIST_FILE[] = "/etc/qvip.cfg";
 /// The most addresses that one range of the IP list may hold.
 inline constexpr std::uint32_t LONGEST_RANGE = 1'048'576;
 
+/// Says that a daemon has started.
 int push_daemon_start();
 
 /// Sends the idle time-out and the maximum online time. Both are settings in minutes; which keys
@@ -45,7 +46,7 @@ std::optional<IpRange> read_ip_range(const char* line);
 /// Send one message per address of a list file, in file order, and return how many were sent; 0
 /// when the file cannot be opened. Lines are read in pieces of at most 99 characters; what does
 /// not parse is skipped. A MAC line holds six hexadecimal numbers separated by colons.
-int load_mac_list(const char* path);
-int load_ip_list(const char* path);
+[[nodiscard]] int load_mac_list(const char* path);
+[[nodiscard]] int load_ip_list(const char* path);
 
 }  // namespace webauth

@@ -37,7 +37,7 @@ int open_netlink_socket() {
   if (fd < 0) return -1;
   const sockaddr_nl own = netlink_address(static_cast<std::uint32_t>(getpid()));
   if (bind(fd, reinterpret_cast<const sockaddr*>(&own), sizeof own) < 0) return -1;
-  if (endpoint.connect_to_peer) {
+  if (endpoint.protocol == NETLINK_USERSOCK) {  // hears nobody else from here on
     const sockaddr_nl peer = netlink_address(endpoint.peer_port);
     if (connect(fd, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) < 0) return -1;
   }

@@ -13,7 +13,7 @@ namespace webauth {
 
 enum Transport : int {
   TRANSPORT_NETLINK = 0,  ///< addressed to the kernel module (or what stands in for it)
-  TRANSPORT_LOCAL = 1,    ///< no address: a connected or a receiving UNIX socket
+  TRANSPORT_LOCAL = 1,    ///< no address: the UNIX sockets, and netlink_fd's own peer
 };
 
 /// The netlink socket to the kernel module, opened once at start-up.

@@ -6,7 +6,7 @@
 
 namespace webauth {
 
-KernelMessage user_message(std::uint32_t command, const char* ip) {
+KernelMessage user_entry_message(std::uint32_t command, const char* ip) {
   KernelMessage message;
   init_kernel_message(message, command);
   message.kind = ENTRY_USER;
@@ -15,7 +15,7 @@ KernelMessage user_message(std::uint32_t command, const char* ip) {
 }
 
 void remove_user_entry_or_exit(const char* ip) {
-  const KernelMessage message = user_message(REMOVE_ENTRY, ip);
+  const KernelMessage message = user_entry_message(REMOVE_ENTRY, ip);
   if (message.ip != INADDR_NONE) send_kernel_message_or_exit(message);
 }
 

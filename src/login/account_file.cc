@@ -1,7 +1,6 @@
 #include "login/account_file.h"
 
 #include <array>
-#include <string>
 #include <string_view>
 #include <utility>
 
@@ -44,12 +43,7 @@ OnlineUser read_account(std::string_view line) {
   OnlineUser account;
   account.kind = ENTRY_USER;
   account.user = fields.text[0].substr(0, NAME_LENGTH);
-  if (fields.count >= 4) {
-    const std::string validity(fields.text[3].substr(0, VALIDITY_LENGTH));
-    const AccountLimit limit = parse_validity(validity.c_str());
-    account.limit_type = limit.type;
-    account.limit_value = limit.value;
-  }
+  if (fields.count >= 4) set_validity(account, fields.text[3].substr(0, VALIDITY_LENGTH));
   if (fields.text[4] != "*") account.note = fields.text[4].substr(0, NAME_LENGTH);
   return account;
 }

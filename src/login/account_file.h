@@ -17,7 +17,7 @@ inline constexpr char ACCOUNT_FILE[] = "/disk/conf/qvuser.cfg";
 
 /// Appends one account per line and logs each. With multi_user on, lines with a daily allowance
 /// are left out. Returns how many were added, or -1 when the file cannot be opened.
-int load_accounts(const char* path, AccountTable& accounts);
+[[nodiscard]] int load_accounts(const char* path, AccountTable& accounts);
 
 /// Reads one line, with or without its newline, into a new record (all but `create_time`).
 OnlineUser read_account(std::string_view line);

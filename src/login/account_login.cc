@@ -5,7 +5,6 @@
 
 #include <ctime>
 #include <string>
-#include <string_view>
 
 #include "base/clock.h"
 #include "base/text_field.h"
@@ -32,17 +31,19 @@ constexpr char REPLACED_LINE[] =
     "@#@ log_info n %s  - webident - -v ident.userident  ident.webidentup "
     "ident.useridentname  + %s ";
 
-// Its online time is not charged to the account.
 void report_replaced(const OnlineUser& user) {
-  syslog(LOG_INFO_PRIORITY, REPLACED_LINE, client_text(user).c_str(), user.user.c_str());
+  syslog(LOG_LINE_PRIORITY, REPLACED_LINE, client_text(user).c_str(), user.user.c_str());
 }
 
 // Judges the account's limit and puts what is left of it into the admission. False: none is left.
 bool grant_time(OnlineUser& account, KernelMessage& admission) {
-  const std::int32_t today = local_date_key(std::time(nullptr));
+  const std::time_t now = std::time(nullptr);
+  const std::int32_t today = local_date_key(now);
   switch (account.limit_type) {
     case LIMIT_DAILY_TIME:
-      if (local_date_key(account.logout_time) != today) account.used_seconds = 0;
+      if (local_date_key(calendar_time(account.logout_time, now)) != today) {
+        account.used_seconds = 0;
+      }
       if (account.limit_value <= account.used_seconds) return false;
       admission.time_allowance = static_cast<std::uint32_t>(account.limit_value) -
                                  static_cast<std::uint32_t>(account.used_seconds);
@@ -74,32 +75,32 @@ int login_local_account(int connection, const LoginRequest& request, AccountTabl
     send_login_reply(connection, LOGIN_ACCEPTED);
     return 0;
   }
-  if (multi_user == 0) {
+  if (multi_user == 0) {  // the online time of the earlier login is not charged to the account
     end_earlier_login(online_users, field_text(request.user), report_replaced);
   }
 
-  const Position account = find_by_user(accounts, field_text(request.user));
-  if (!account) return 0;
-  KernelMessage admission = user_message(ADD_ENTRY, ip.c_str());
+  const Position found = find_by_user(accounts, field_text(request.user));
+  if (!found) return 0;
+  KernelMessage admission = user_entry_message(ADD_ENTRY, ip.c_str());
   bool granted = false;
-  change_user(accounts, *account, [&](OnlineUser& user) {
-    user.tag = request.tag;
-    granted = grant_time(user, admission);
-    if (granted) mark_online(user, request);
+  change_user(accounts, *found, [&](OnlineUser& account) {
+    account.tag = request.tag;
+    granted = grant_time(account, admission);
+    if (granted) mark_online(account, request);
   });
   if (!granted) {
     send_login_reply(connection, LOGIN_TIME_EXHAUSTED);
     return 1;
   }
-  const OnlineUser& user = user_at(accounts, *account);
+  const OnlineUser& account = user_at(accounts, *found);
   if (admission.ip != INADDR_NONE) {
     send_kernel_message_or_exit(admission);
     send_login_reply(connection, LOGIN_ACCEPTED);
-    append_user(online_users, user);
+    append_user(online_users, account);
     write_registration_file(REGISTRATION_TEMP_FILE, online_users);
   }
-  log_session(TITLE_USER, KEY_USER_ON, user);
-  syslog(LOG_INFO_PRIORITY, ONLINE_LINE, client_text(user).c_str(), user.user.c_str());
+  log_session(TITLE_USER, KEY_USER_ON, account);
+  syslog(LOG_LINE_PRIORITY, ONLINE_LINE, client_text(account).c_str(), account.user.c_str());
   return 0;
 }
 

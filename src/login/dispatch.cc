@@ -14,11 +14,14 @@ int dispatch_login(int connection, const LoginRequest& request, AccountTable& ac
     case AuthMode::LOCAL:
     case AuthMode::ADVERT:
     case AuthMode::WEIXIN:
-      return login_one_key(connection, request, online_users);
+      (void)login_one_key(connection, request, online_users);
+      break;
     case AuthMode::USERS:
-      return login_local_account(connection, request, accounts, online_users);
+      (void)login_local_account(connection, request, accounts, online_users);
+      break;
     case AuthMode::EMAIL:
-      return login_email(connection, request, online_users);
+      (void)login_email(connection, request, online_users);
+      break;
   }
   return 0;
 }

@@ -1,4 +1,5 @@
-// Picks the login method for a request.
+// Picks the login method for a request. All but the one-key login end the process when a kernel
+// message cannot be sent, and the e-mail login waits for the mail server.
 #pragma once
 
 #include "login/login_record.h"

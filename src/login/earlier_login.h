@@ -1,14 +1,16 @@
 // One login per name: what a newer login does to an earlier one of the same name.
 //
 // The order is fixed: the kernel module, the event record, what the login method reports besides,
-// the table. The list is published with the new login. Ends the process when the kernel message
-// cannot be sent.
+// the table. The list is not published: the new login does that if it is admitted, and if not, the
+// ended one stays listed until the next change. Ends the process when the kernel message cannot be
+// sent.
 #pragma once
 
 #include <string_view>
 
 #include "core/event_log.h"
 #include "kernel/user_entry.h"
+#include "users/online_user.h"
 #include "users/user_log.h"
 
 namespace webauth {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <new>
 #include <optional>
 
 #include "base/address_text.h"
@@ -50,10 +51,8 @@ std::optional<Span> find_address(std::string_view line, Span list, std::string_v
 }
 
 std::string create_group(const std::string& address) {
-  const char* stored = nvram_get(COUNTER_KEY);
-  const long long count = stored != nullptr ? std::atoi(stored) : 0;
-  const std::string number = std::to_string(count + 1);
-  if (stored == nullptr || number != stored) (void)nvram_set(COUNTER_KEY, number.c_str());
+  const std::string number = std::to_string(std::atoi(setting_text(COUNTER_KEY)) + 1LL);
+  (void)nvram_set(COUNTER_KEY, number.c_str());
   (void)nvram_commit();  // the group is published even when its number could not be kept
   return "group" + number + " Email_Auth " + address + "  \n";
 }
@@ -100,7 +99,7 @@ bool remove_group_address(std::string& line, std::string_view address) {
   return true;
 }
 
-int email_group_update(int operation, std::uint32_t address) {
+int email_group_update(int operation, std::uint32_t address) try {
   std::optional<std::string> text = read_group();
   if (!text) return -1;
   const std::string dotted = ip_text(address);
@@ -113,6 +112,8 @@ int email_group_update(int operation, std::uint32_t address) {
                                                     : remove_group_address(*text, dotted);
   if (changed) write_group(*text);
   return 0;
+} catch (const std::bad_alloc&) {
+  return -1;
 }
 
 }  // namespace webauth

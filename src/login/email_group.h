@@ -20,8 +20,9 @@ enum EmailGroupOperation : int {
 };
 
 /// Adds an address (network byte order) to the group, or takes it out. Returns 0 when that was done
-/// or there was nothing to do, -1 when the file could not be opened or read.
-int email_group_update(int operation, std::uint32_t address);
+/// or there was nothing to do, -1 when the file could not be opened or read, is larger than 16 MB,
+/// or there is no memory for it.
+[[nodiscard]] int email_group_update(int operation, std::uint32_t address);
 
 /// The two edits, on the text of the file. Each returns false, with the text as it was, when there
 /// is nothing to change or the line has fewer than three blanks.

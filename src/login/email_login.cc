@@ -56,7 +56,7 @@ int probe(const std::string& user, const std::string& password) {
 
 void report_replaced(const OnlineUser& user) {
   const std::string client = client_text(user);
-  syslog(LOG_INFO_PRIORITY, REPLACED_LINE, client.c_str(), user.user.c_str());
+  syslog(LOG_LINE_PRIORITY, REPLACED_LINE, client.c_str(), user.user.c_str());
   std::printf(REPLACED_NOTICE, REPLACED_NOTICE_NAME, REPLACED_NOTICE_NUMBER, client.c_str(),
               user.user.c_str());
   std::fflush(stdout);
@@ -87,7 +87,7 @@ int login_email(int connection, const LoginRequest& request, OnlineUserTable& on
     send_login_reply(connection, LOGIN_REFUSED);
     return 0;
   }
-  const KernelMessage admission = user_message(ADD_ENTRY, user.ip.c_str());
+  const KernelMessage admission = user_entry_message(ADD_ENTRY, user.ip.c_str());
   if (multi_user == 0) end_earlier_login(online_users, user.user, report_replaced);
   if (admission.ip == INADDR_NONE) end_process();  // only now: the earlier login has ended
   send_kernel_message_or_exit(admission);
@@ -97,7 +97,7 @@ int login_email(int connection, const LoginRequest& request, OnlineUserTable& on
   write_registration_file(REGISTRATION_TEMP_FILE, online_users);
   (void)email_group_update(EMAIL_GROUP_ADD, admission.ip);
   log_session(TITLE_USER, KEY_USER_ON, user);
-  syslog(LOG_INFO_PRIORITY, ONLINE_LINE, client_text(user).c_str(), user.user.c_str());
+  syslog(LOG_LINE_PRIORITY, ONLINE_LINE, client_text(user).c_str(), user.user.c_str());
   return 0;
 }
 

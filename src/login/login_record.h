@@ -16,7 +16,7 @@ enum LoginRequestType : std::uint32_t {
 };
 
 enum LoginResult : std::uint32_t {
-  LOGIN_ACCEPTED = 1,        ///< admitted; but for one-key login also when the address is known
+  LOGIN_ACCEPTED = 1,        ///< admitted, or (not by one-key login) the address is known already
   LOGIN_REFUSED = 2,         ///< the mail server or the name rule refused
   LOGIN_TIME_EXHAUSTED = 3,  ///< today's allowance is used up, or the account has expired
   LOGIN_NOT_LISTED = 4,      ///< the e-mail white list does not hold the name

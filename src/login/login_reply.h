@@ -1,4 +1,4 @@
-// The answer to a front end.
+// The answer to a front end. The process must ignore SIGPIPE, as start_up has it.
 #pragma once
 
 #include "login/login_record.h"

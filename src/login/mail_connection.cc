@@ -27,7 +27,7 @@ constexpr int LONGEST_COMMAND = 110;
 using Reply = char[MAIL_REPLY_LENGTH + 1];
 
 // The dotted address to connect to. False when the name does not resolve.
-bool find_address(const char* server, char (&address)[ADDRESS_SIZE]) {
+bool resolve(const char* server, char (&address)[ADDRESS_SIZE]) {
   address[0] = '\0';
   const std::size_t length = std::strlen(server);
   if (std::strspn(server, "0123456789.") == length) {
@@ -100,7 +100,7 @@ MailConnection::~MailConnection() {
 
 bool mail_connect(MailConnection& connection, const char* server, int port) {
   char address[ADDRESS_SIZE];
-  if (!find_address(server, address)) return false;
+  if (!resolve(server, address)) return false;
   connection.fd = socket(AF_INET, SOCK_STREAM, 0);
   if (connection.fd < 0) return false;
   sockaddr_in local{};

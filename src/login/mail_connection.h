@@ -1,9 +1,10 @@
 // One TCP connection to the mail server, plain or under TLS, as the probes use it.
 //
 // The connect is given 2 seconds, each reply and each step of the handshake 2 seconds of silence.
-// Two waits have no bound: name resolution, and a plain server that goes on sending behind a reply
-// of 256 bytes. The server's certificate is not checked. Buffers are fixed; nothing is written to
-// the log; nothing here ends the process.
+// No bound have: name resolution, a plain server that goes on sending behind a reply of 256 bytes,
+// and a TLS server that sends a record in small pieces. The server's certificate is not checked.
+// Buffers are fixed; nothing is written to the log; nothing here ends the process, which must
+// ignore SIGPIPE.
 #pragma once
 
 #include <openssl/ssl.h>
@@ -29,15 +30,15 @@ struct MailConnection {
 
 /// Connects to `server`, a host name or a dotted IPv4 address of at most 22 characters, at `port`
 /// (host byte order). False: no connection.
-bool mail_connect(MailConnection& connection, const char* server, int port);
+[[nodiscard]] bool mail_connect(MailConnection& connection, const char* server, int port);
 
 /// Puts an open connection under TLS. False: the handshake failed.
-bool mail_start_tls(MailConnection& connection);
+[[nodiscard]] bool mail_start_tls(MailConnection& connection);
 
 /// Formats one command and sends it whole. False when it was not sent, as are all lines of more
 /// than 110 characters, CR LF included.
-[[gnu::format(printf, 2, 3)]] bool mail_send_line(MailConnection& connection, const char* format,
-                                                  ...);
+[[nodiscard, gnu::format(printf, 2, 3)]] bool mail_send_line(MailConnection& connection,
+                                                             const char* format, ...);
 
 /// How much of a reply is judged.
 inline constexpr std::size_t MAIL_REPLY_LENGTH = 256;

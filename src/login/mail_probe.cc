@@ -32,7 +32,7 @@ constexpr int ACCEPTED = 1;
 constexpr int NOT_ACCEPTED = -1;
 
 int refuse(const char* line) {
-  syslog(LOG_INFO_PRIORITY, "%s", line);
+  syslog(LOG_LINE_PRIORITY, "%s", line);
   return NOT_ACCEPTED;
 }
 
@@ -48,7 +48,7 @@ int probe_pop3(const char* server, int port, const char* user, const char* passw
   if (!mail_send_line(mail, PASS_COMMAND, password) || !pop3_reply_ok(mail)) {
     return refuse(POP3_PASSWORD_REFUSED_LINE);
   }
-  syslog(LOG_INFO_PRIORITY, ACCEPTED_LINE, server);
+  syslog(LOG_LINE_PRIORITY, ACCEPTED_LINE, server);
   return ACCEPTED;
 }
 
@@ -69,7 +69,7 @@ int probe_imap(const char* server, int port, const char* user, const char* passw
   if (!mail_send_line(mail, LOGIN_COMMAND, user, password) || !imap_reply_ok(mail)) {
     return refuse(IMAP_REFUSED_LINE);
   }
-  syslog(LOG_INFO_PRIORITY, IMAP_ACCEPTED_LINE, server);
+  syslog(LOG_LINE_PRIORITY, IMAP_ACCEPTED_LINE, server);
   return ACCEPTED;
 }
 
@@ -81,7 +81,7 @@ int probe_imap_tls(const char* server, int port, const char* user, const char* p
   if (!mail_send_line(mail, LOGIN_COMMAND, user, password) || !imap_reply_ok(mail)) {
     return refuse(IMAP_TLS_REFUSED_LINE);
   }
-  syslog(LOG_INFO_PRIORITY, ACCEPTED_LINE, server);
+  syslog(LOG_LINE_PRIORITY, ACCEPTED_LINE, server);
   return ACCEPTED;
 }
 

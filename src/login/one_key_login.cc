@@ -33,7 +33,7 @@ void refresh_user(OnlineUserTable& online_users, std::size_t position, std::stri
   });
   const OnlineUser& user = user_at(online_users, position);
   log_user(KEY_USER_ON, user);
-  syslog(LOG_INFO_PRIORITY, REFRESH_LINE, user.user.c_str());
+  syslog(LOG_LINE_PRIORITY, REFRESH_LINE, user.user.c_str());
 }
 
 }  // namespace
@@ -51,7 +51,7 @@ int login_one_key(int connection, const LoginRequest& request, OnlineUserTable& 
   user.ip = field_text(request.ip);
   user.mac = mac;
 
-  const KernelMessage message = user_message(ADD_ENTRY, user.ip.c_str());
+  const KernelMessage message = user_entry_message(ADD_ENTRY, user.ip.c_str());
   if (message.ip != INADDR_NONE) {
     (void)send_kernel_message(message);  // the visitor is answered and recorded all the same
     if (auth_mode != AuthMode::ADVERT) send_login_reply(connection, LOGIN_ACCEPTED);
@@ -59,7 +59,7 @@ int login_one_key(int connection, const LoginRequest& request, OnlineUserTable& 
     write_registration_file(REGISTRATION_TEMP_FILE, online_users);
   }
   log_user(KEY_USER_ON, user);
-  syslog(LOG_INFO_PRIORITY, ONLINE_LINE, client_text(user).c_str());
+  syslog(LOG_LINE_PRIORITY, ONLINE_LINE, client_text(user).c_str());
   return 0;
 }
 

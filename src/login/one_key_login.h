@@ -1,4 +1,5 @@
 // One-key login, modes LOCAL, ADVERT and WEIXIN: every visitor who asks is let through.
+// Nothing here ends the process.
 #pragma once
 
 #include "login/login_record.h"

@@ -13,7 +13,7 @@ KernelEndpoint kernel_endpoint() {
   std::uint32_t port = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
   if (error != std::errc{} || end != text.data() + text.size()) return {};
-  return {.protocol = NETLINK_USERSOCK, .peer_port = port, .connect_to_peer = true};
+  return {.protocol = NETLINK_USERSOCK, .peer_port = port};
 }
 
 }  // namespace webauth

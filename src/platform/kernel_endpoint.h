@@ -26,7 +26,6 @@ inline sockaddr_nl netlink_address(std::uint32_t port) {
 struct KernelEndpoint {
   int protocol = NETLINK_WEBAUTH;
   std::uint32_t peer_port = 0;  ///< netlink port id that messages go to; 0 is the kernel
-  bool connect_to_peer = false;
 };
 
 /// The kernel module, unless the environment variable WEBAUTHD_KERNEL_PORT holds a decimal port

@@ -9,7 +9,7 @@ namespace {
 
 // Zeroed room at the end of the message, which grows by it.
 unsigned char* reserve(nlmsghdr* header, std::size_t size) {
-  unsigned char* room = reinterpret_cast<unsigned char*>(header) + header->nlmsg_len;
+  unsigned char* room = static_cast<unsigned char*>(static_cast<void*>(header)) + header->nlmsg_len;
   const std::size_t padded = NLMSG_ALIGN(size);
   std::memset(room, 0, padded);
   header->nlmsg_len += static_cast<std::uint32_t>(padded);

@@ -18,17 +18,16 @@
 namespace webauth {
 namespace {
 
-constexpr int TEMP_MODE = 0600;  // until the old file's mode is known
+constexpr mode_t TEMP_MODE = 0600;  // until the old file's mode is known
 constexpr mode_t NEW_FILE_MODE = 0644;
-
 constexpr off_t LARGEST_FILE = 1 << 20;
 
 struct Store {
-  struct stat seen {};                     // of the file that `lines` were read from
-  std::vector<std::string> lines;          // the file, without line ends
-  std::vector<std::string> lines_before;   // kept for texts still held by a caller
-  std::map<std::string, std::string> set;  // set, not yet committed
-  std::map<std::string, std::string> set_before;
+  struct stat seen {};                    // of the file that `lines` were read from
+  std::vector<std::string> lines;         // the file, without line ends
+  std::vector<std::string> lines_before;  // for texts that a caller still holds, as below
+  std::map<std::string, std::string> uncommitted;
+  std::map<std::string, std::string> uncommitted_before;
 };
 
 Store store;
@@ -133,8 +132,8 @@ bool replace_file(const std::string& path, std::string_view text) {
 
 const char* nvram_get(const char* key) {
   (void)refresh();  // a file that cannot be read now leaves what was read before
-  const auto changed = store.set.find(key);
-  if (changed != store.set.end()) return changed->second.c_str();
+  const auto changed = store.uncommitted.find(key);
+  if (changed != store.uncommitted.end()) return changed->second.c_str();
   const auto line = find_key(store.lines, key);
   return line == store.lines.end() ? nullptr : line->c_str() + std::string_view(key).size() + 1;
 }
@@ -146,16 +145,17 @@ int nvram_set(const char* key, const char* value) {
                         std::string_view(value).find('\n') == std::string_view::npos;
   if (!writable) return -1;
   std::string copy(value);  // the caller may hand back the very text that it got from here
-  store.set_before = store.set;
-  store.set_before.swap(store.set);
-  store.set.insert_or_assign(std::string(name), std::move(copy));
+  // Texts handed out live in the old nodes: those are kept, and a copy is changed.
+  store.uncommitted_before = store.uncommitted;
+  store.uncommitted_before.swap(store.uncommitted);
+  store.uncommitted.insert_or_assign(std::string(name), std::move(copy));
   return 0;
 }
 
 int nvram_commit() {
   if (!refresh()) return -1;  // writing now would lose the keys that could not be read
   std::vector<std::string> lines = store.lines;
-  for (const auto& [key, value] : store.set) {
+  for (const auto& [key, value] : store.uncommitted) {
     std::string line = key;
     line.append("=").append(value);
     const auto old = find_key(lines, key);
@@ -171,8 +171,8 @@ int nvram_commit() {
   char resolved[PATH_MAX];  // a link to the settings stays a link
   const char* path = realpath(settings_path(), resolved);
   if (!replace_file(path != nullptr ? path : settings_path(), text)) return -1;
-  store.set_before = std::move(store.set);
-  store.set.clear();
+  store.uncommitted_before = std::move(store.uncommitted);
+  store.uncommitted.clear();
   return 0;
 }
 

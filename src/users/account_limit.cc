@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <string>
 
 #include "base/clock.h"
 
@@ -28,6 +29,12 @@ AccountLimit parse_validity(const char* text) {
   return {LIMIT_EXPIRY_DATE, date_key(year, month, day)};
 }
 
+void set_validity(OnlineUser& account, std::string_view validity) {
+  const AccountLimit limit = parse_validity(std::string(validity).c_str());
+  account.limit_type = limit.type;
+  account.limit_value = limit.value;
+}
+
 std::int32_t date_key(int year, int month, int day) {
   // One step beyond the calendar on either side stands for everything that lies there.
   if (year < 0) return 0;
@@ -47,7 +54,8 @@ void charge_daily_time(AccountTable& accounts, const OnlineUser& session) {
   if (!account) return;
   change_user(accounts, *account, [](OnlineUser& user) {
     user.logout_time = now_seconds();
-    const std::int64_t used = std::int64_t{user.used_seconds} + user.logout_time - user.login_time;
+    const std::int64_t used =
+        std::int64_t{user.used_seconds} + seconds_between(user.login_time, user.logout_time);
     user.used_seconds = static_cast<std::int32_t>(std::clamp<std::int64_t>(
         used, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()));
   });

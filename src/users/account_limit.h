@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <string_view>
 
 #include "users/online_user.h"
 
@@ -20,6 +21,9 @@ struct AccountLimit {
 /// an account that has expired for ever.
 AccountLimit parse_validity(const char* text);
 
+/// Makes a validity the account's limit.
+void set_validity(OnlineUser& account, std::string_view validity);
+
 /// A number that orders as the calendar does: the later of two dates has the greater one. Takes any
 /// numbers; what no calendar has (month 14, day 0) still compares rightly with every real date.
 std::int32_t date_key(int year, int month, int day);
@@ -27,8 +31,8 @@ std::int32_t date_key(int year, int month, int day);
 /// The date_key of a time's local day. Takes the system's time, which may be wider than a record's.
 std::int32_t local_date_key(std::time_t time);
 
-/// Adds the time since the account's login to its counter of the day, and makes now the day of that
-/// counter (`logout_time`), when the session has a daily allowance and its account still exists.
+/// When `session` has a daily allowance and its account still exists: adds the seconds since the
+/// account's login to the account's `used_seconds`, and sets its `logout_time` to now.
 void charge_daily_time(AccountTable& accounts, const OnlineUser& session);
 
 }  // namespace webauth

@@ -41,18 +41,18 @@ void log_entry(const char* title, const char* key, const std::string& address) {
 void log_mac_offline(const OnlineUser& entry) {
   log_entry(TITLE_MAC, KEY_MAC_DOWN, entry.mac);
   if (auth_mode == AuthMode::USERS) {
-    syslog(LOG_INFO_PRIORITY, USERS_MAC_OFFLINE_LINE, entry.mac.c_str());
+    syslog(LOG_LINE_PRIORITY, USERS_MAC_OFFLINE_LINE, entry.mac.c_str());
   } else {
-    syslog(LOG_INFO_PRIORITY, MAC_OFFLINE_LINE, entry.mac.c_str());
+    syslog(LOG_LINE_PRIORITY, MAC_OFFLINE_LINE, entry.mac.c_str());
   }
 }
 
 void log_offline(const OnlineUser& user) {
   log_session(TITLE_IP, KEY_USER_DOWN, user);
   if (auth_mode == AuthMode::USERS) {
-    syslog(LOG_INFO_PRIORITY, USERS_OFFLINE_LINE, client_text(user).c_str(), user.user.c_str());
+    syslog(LOG_LINE_PRIORITY, USERS_OFFLINE_LINE, client_text(user).c_str(), user.user.c_str());
   } else {
-    syslog(LOG_INFO_PRIORITY, OFFLINE_LINE, client_text(user).c_str());
+    syslog(LOG_LINE_PRIORITY, OFFLINE_LINE, client_text(user).c_str());
   }
 }
 
@@ -115,7 +115,7 @@ int on_check_expiry(std::uint32_t ip, OnlineUserTable& online_users) {
   if (!found) return 0;
   const OnlineUser& user = user_at(online_users, *found);
   if (local_date_key(std::time(nullptr)) <= user.limit_value) return 1;
-  const KernelMessage removal = user_message(REMOVE_ENTRY, user.ip.c_str());
+  const KernelMessage removal = user_entry_message(REMOVE_ENTRY, user.ip.c_str());
   change_user(online_users, *found, [&](OnlineUser& expired) {
     expired.online = 0;
     expired.logout_time = now_seconds();

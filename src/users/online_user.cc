@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <numeric>
+#include <utility>
 
 #include "kernel/kernel_message.h"
 #include "users/published_line.h"
@@ -92,6 +93,15 @@ void note_user_changed(UserTable& table, std::size_t position) {
   append_published_line(line, user);
   table.listed_text.replace(line_offset(table, position), table.listed_lengths[position], line);
   table.listed_lengths[position] = static_cast<std::uint32_t>(line.size());
+}
+
+const std::string& published_list(UserTable& table) {
+  for (std::size_t i = table.listed_lengths.size(); i < table.users.size(); ++i) {
+    const std::size_t before = table.listed_text.size();
+    append_published_line(table.listed_text, user_at(table, i));
+    table.listed_lengths.push_back(static_cast<std::uint32_t>(table.listed_text.size() - before));
+  }
+  return table.listed_text;
 }
 
 Position find_by_ip(const UserTable& table, std::string_view ip) {

@@ -12,7 +12,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace webauth {
@@ -24,15 +23,17 @@ enum LimitType : std::int32_t {
 };
 
 struct OnlineUser {
-  std::int32_t kind = 0;          ///< an EntryKind; what is neither MAC nor user counts as IP
-  std::string user;               ///< account name or e-mail address; empty for one-key logins
-  std::int32_t create_time = 0;   ///< when an account or a kernel entry was made
-  std::string note;               ///< the account's
-  std::string extra2;             ///< from the request of a local account
-  std::uint8_t online = 0;        ///< 1 while the session lives
-  std::string extra1;             ///< from the request of a local account
-  std::int32_t login_time = 0;    ///< when the session began
-  std::int32_t logout_time = 0;   ///< of an account: end of its last session, day of used_seconds
+  std::int32_t kind = 0;         ///< an EntryKind; what is neither MAC nor user counts as IP
+  std::string user;              ///< account name or e-mail address; empty for one-key logins
+  std::int32_t create_time = 0;  ///< when an account or a kernel entry was made
+  std::string note;              ///< the account's
+  std::string extra2;            ///< from the request of a local account
+  std::uint8_t online = 0;       ///< 1 while the session lives
+  std::string extra1;            ///< from the request of a local account
+  std::int32_t login_time = 0;   ///< when the session began
+  /// Of an account: end of its last session and day of used_seconds. Of a session: when its expiry
+  /// date ended it.
+  std::int32_t logout_time = 0;
   std::string ip;                 ///< dotted quad, as the front end or the kernel message gave it
   std::string mac;                ///< likewise
   std::int32_t used_seconds = 0;  ///< online time of a daily allowance on the day of logout_time
@@ -48,8 +49,8 @@ struct UserTable {
   // only where the hash agrees: 4 bytes a record instead of a record.
   std::vector<std::uint32_t> user_hashes;
   std::vector<std::uint32_t> ip_hashes;
-  // The published lines of the first listed_lengths.size() records, as they stand; the rest is
-  // rendered by the next write_registration_file.
+  // The published lines of the first listed_lengths.size() records, as they stand; published_list
+  // adds the others.
   std::string listed_text;
   std::vector<std::uint32_t> listed_lengths;
 };
@@ -67,6 +68,9 @@ void append_user(UserTable& table, OnlineUser user);
 void remove_user(UserTable& table, std::size_t position);
 /// Removes many in one pass; the positions ascend.
 void remove_users(UserTable& table, const std::vector<std::size_t>& positions);
+
+/// The published lines of all records (users/published_line.h), valid until the table next changes.
+const std::string& published_list(UserTable& table);
 
 /// Brings what is derived from the record back in step with it; change_user calls it.
 void note_user_changed(UserTable& table, std::size_t position);

@@ -6,8 +6,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cstring>
-#include <iterator>
 #include <memory>
 #include <string_view>
 
@@ -19,7 +20,9 @@
 
 namespace webauth {
 
-WechatHost wechat_hosts[] = {
+namespace {
+
+constexpr std::array<WechatHost, GARDEN_RETRY_COUNT> HOSTS = {{
     {"weixin.qq.com", 0},
     {"mp.weixin.qq.com", 0},
     {"open.weixin.qq.com", 0},
@@ -34,12 +37,16 @@ WechatHost wechat_hosts[] = {
     {"res.wx.qq.com", 0},
     {"wx.qlogo.cn", 0},
     {nullptr, 0},
-};
+}};
+constexpr int HOST_COUNT = static_cast<int>(HOSTS.size()) - 1;
 
-namespace {
+// Names of three or four labels, short enough for every buffer here.
+static_assert(std::all_of(HOSTS.begin(), HOSTS.end() - 1, [](const WechatHost& entry) {
+  const std::string_view host = entry.host;
+  const auto dots = std::count(host.begin(), host.end(), '.');
+  return (dots == 2 || dots == 3) && host.size() >= 11 && host.size() <= 24;
+}));
 
-constexpr int HOST_COUNT = static_cast<int>(std::size(wechat_hosts)) - 1;
-constexpr int RETRY_COUNT = 14;  // the hosts and the end mark
 constexpr std::size_t LINE_SIZE = 1024;
 constexpr std::size_t NAME_BUFFER_SIZE = 1028;
 constexpr std::size_t ADDRESS_NAME_SIZE = 516;
@@ -64,7 +71,7 @@ nlmsghdr* begin_message(void* buffer, GardenEntryClass entry_class, GardenMessag
   return header;
 }
 
-// Without an address: the socket knows where its messages go.
+// Without an address: a netlink socket's own peer is the kernel, or what it is connected to.
 void send_garden_message(const nlmsghdr* header) {
   (void)send_message(TRANSPORT_LOCAL, netlink_fd, header, header->nlmsg_len);
 }
@@ -78,14 +85,16 @@ bool set_lock(int fd, int operation, short type) {
 
 }  // namespace
 
+std::array<WechatHost, GARDEN_RETRY_COUNT> wechat_hosts = HOSTS;
+
 void wechat_garden_push() {
   load_garden_name_file(GARDEN_NAME_FILE);
   int reached = 0;
-  for (WechatHost* host = wechat_hosts; host->host != nullptr; ++host) {
+  for (WechatHost* host = wechat_hosts.data(); host->host != nullptr; ++host) {
     push_garden_name(host->host);
     if (push_garden_host(*host) > 0) ++reached;
   }
-  if (reached < HOST_COUNT) retry_garden_hosts(RETRY_COUNT);
+  if (reached < HOST_COUNT) retry_garden_hosts(GARDEN_RETRY_COUNT);
 }
 
 int load_garden_name_file(const char* path) {
@@ -144,8 +153,8 @@ int push_garden_host(WechatHost& host) {
 }
 
 void retry_garden_hosts(int count) {
-  if (count != RETRY_COUNT) return;
-  for (WechatHost* host = wechat_hosts; host->host != nullptr; ++host) {
+  if (count != GARDEN_RETRY_COUNT) return;
+  for (WechatHost* host = wechat_hosts.data(); host->host != nullptr; ++host) {
     if (host->pushed == 0) push_garden_host(*host);
   }
 }

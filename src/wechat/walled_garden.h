@@ -5,6 +5,7 @@
 // is left out without a word. Nothing here ends the process.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 namespace webauth {
@@ -17,8 +18,11 @@ struct WechatHost {
   std::uint32_t pushed;  ///< 1 once an address of it has been sent
 };
 
+/// The count at which hosts are tried again: the table with its end mark.
+inline constexpr int GARDEN_RETRY_COUNT = 14;
+
 /// The table, up to a record whose `host` is null.
-extern WechatHost wechat_hosts[];
+extern std::array<WechatHost, GARDEN_RETRY_COUNT> wechat_hosts;
 
 /// The whole sequence: the names of the file, then name and addresses of each host of the table,
 /// then once more the addresses of those that had none.
@@ -37,7 +41,7 @@ int push_garden_addresses(const char* host);
 /// The same for a record of the table, whose `pushed` it sets.
 int push_garden_host(WechatHost& host);
 
-/// Tries those hosts again that had no address. Does nothing unless `count` is 14.
+/// Tries those hosts again that had no address. Does nothing unless `count` is GARDEN_RETRY_COUNT.
 void retry_garden_hosts(int count);
 
 }  // namespace webauth

@@ -1,4 +1,8 @@
-// A line of each file that is read: accounts, MAC and IP addresses, the e-mail group, host names.
+// A line of each file that is read: accounts, MAC and IP addresses, the e-mail group, host names,
+// the white list.
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -8,6 +12,7 @@
 #include "kernel/access_policy.h"
 #include "login/account_file.h"
 #include "login/email_group.h"
+#include "login/white_list.h"
 #include "wechat/host_name.h"
 
 using namespace webauth;
@@ -32,6 +37,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   demand(!added || !add_group_address(group, "10.0.0.1"));
   demand(!added || remove_group_address(group, "10.0.0.1"));
   remove_group_address(group, "10.0.0.2");
+
+  // The white list is one more file; its first entry is listed unless it fills a piece.
+  static const int file = memfd_create("list", 0);
+  static const std::string path = "/proc/self/fd/" + std::to_string(file);
+  demand(ftruncate(file, 0) == 0 && pwrite(file, line.data(), size, 0) >= 0);
+  const std::string_view entry = white_list_entry(line.c_str());
+  demand(size == 0 || is_white_listed(path.c_str(), entry) == (entry.size() < 50));
+  demand(!is_white_listed(path.c_str(), "two words"));
 
   // An encoding has room in the name and two bytes, and its labels add up to it.
   const std::string name = line.substr(0, line.find('\n')).c_str();

@@ -77,13 +77,11 @@ bool is_blocked_in_select(pid_t pid) {
 
 std::string record_text(std::string_view bytes, pid_t pid) {
   if (bytes.empty()) return "";
-  std::string padded(bytes.substr(0, bytes.find_last_not_of('\0') + 1));
-  padded.resize((padded.size() + 3) / 4 * 4);
   std::ostringstream text;
   text << bytes.size() << ':' << std::hex;
-  for (std::size_t at = 0; at < padded.size(); at += 4) {
+  for (std::size_t at = 0; at < bytes.find_last_not_of('\0') + 1; at += 4) {
     std::uint32_t word = 0;
-    std::memcpy(&word, padded.data() + at, sizeof word);
+    bytes.copy(reinterpret_cast<char*>(&word), sizeof word, at);
     at == 12 && word == static_cast<std::uint32_t>(pid) ? text << " pid" : text << ' ' << word;
   }
   return text.str();
@@ -109,6 +107,10 @@ std::string login_request(std::string_view ip, std::string_view mac, std::string
   ip.copy(request.ip, sizeof request.ip);
   mac.copy(request.mac, sizeof request.mac);
   return std::string(bytes_of(request));
+}
+
+std::ptrdiff_t open_descriptors(pid_t process) {
+  return std::distance(fs::directory_iterator("/proc/" + std::to_string(process) + "/fd"), {});
 }
 
 FrontEnd::FrontEnd()
@@ -139,6 +141,7 @@ World::World() {
   if (statfs("/", &root) != 0 || root.f_type != TMPFS_MAGIC) {
     throw std::runtime_error("this test is to be run through scripts/sandbox");
   }
+  setenv("WEBAUTHD_KERNEL_PORT", std::to_string(GATE_PORT).c_str(), 1);
   fs::remove("/dev/log");
   log_fd_ = open_socket(AF_UNIX, SOCK_DGRAM, 0, bind, unix_address("/dev/log"));
   reset();
@@ -187,7 +190,6 @@ void World::launch(const std::string& settings, const Lines& arguments) {
   started_ = std::time(nullptr);
   pid_ = fork();
   if (pid_ != 0) return;
-  setenv("WEBAUTHD_KERNEL_PORT", std::to_string(GATE_PORT).c_str(), 0);
   dup2(open(OUTPUT, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600), STDOUT_FILENO);
   dup2(STDOUT_FILENO, STDERR_FILENO);
   execv(WEBAUTHD_BINARY, texts.data());

@@ -32,6 +32,8 @@ void write_file(const std::string& path, std::string_view text);
 /// The file's bytes, or "(none)".
 std::string read_file(const std::string& path);
 
+std::ptrdiff_t open_descriptors(pid_t process);
+
 /// A whole LoginRequest of type 2. A text that fills its field has no NUL.
 std::string login_request(std::string_view ip, std::string_view mac, std::string_view user = "",
                           std::string_view password = "");

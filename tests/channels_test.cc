@@ -1,13 +1,15 @@
 #include <arpa/inet.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <cstddef>
 #include <deque>
-#include <filesystem>
 #include <set>
 
 #include "base/clock.h"
+#include "platform/kernel_endpoint.h"
 #include "support/world.h"
 
 namespace webauth {
@@ -17,11 +19,6 @@ const std::string ONLINE_END = "  - webident - -v ident.onekeyident ident.webide
 
 class LoginChannelTest : public World {
  protected:
-  [[nodiscard]] std::ptrdiff_t open_descriptors() const {
-    const std::string folder = "/proc/" + std::to_string(pid_) + "/fd";
-    return std::distance(std::filesystem::directory_iterator(folder), {});
-  }
-
   [[nodiscard]] std::int64_t processor_microseconds() const {
     clockid_t clock{};
     timespec used{};
@@ -35,7 +32,7 @@ class LoginChannelTest : public World {
     start();
     login("10.9.9.9", "first");
     log();
-    descriptors_ = open_descriptors();
+    descriptors_ = open_descriptors(pid_);
   }
 
   // The clients of the online lines since the last call: "<ip> <mac>".
@@ -70,18 +67,7 @@ TEST_F(LoginChannelTest, RequestsOfEveryLength) {
     EXPECT_EQ(length > 0 && parses && !known ? "300: 1" : "", client.reply());
     if (parses) admitted.insert(got_ip);
   }
-  EXPECT_EQ(descriptors_, open_descriptors());
-}
-
-TEST_F(LoginChannelTest, FrontEndsThatLeaveAtOnce) {
-  start_with_a_login();
-  for (int i = 0; i < 50; ++i) {
-    const std::string ip = "10.0.1." + std::to_string(i);
-    FrontEnd{};
-    FrontEnd{}.send(login_request(ip, "m"));
-    EXPECT_EQ(Lines{ip + " m"}, logged_clients());
-  }
-  EXPECT_EQ(descriptors_, open_descriptors());
+  EXPECT_EQ(descriptors_, open_descriptors(pid_));
 }
 
 TEST_F(LoginChannelTest, SlowFrontEndsAreAllAnswered) {
@@ -111,7 +97,7 @@ TEST_F(LoginChannelTest, SilentFrontEndIsDisplacedAfterASecond) {
   EXPECT_EQ("300: 1", late.reply());
   EXPECT_GE(200'000, processor_microseconds() - used) << "does not sleep while it waits";
   settle();
-  EXPECT_EQ(descriptors_, open_descriptors());
+  EXPECT_EQ(descriptors_, open_descriptors(pid_));
 }
 
 TEST_F(LoginChannelTest, WantOfDescriptorsIsSleptThrough) {
@@ -127,6 +113,27 @@ TEST_F(LoginChannelTest, WantOfDescriptorsIsSleptThrough) {
   EXPECT_GE(100'000, processor_microseconds() - used);
   prlimit(pid_, RLIMIT_NOFILE, &limit, nullptr);
   EXPECT_EQ("300: 1", client.reply());
+}
+
+class KernelChannelTest : public World {};
+
+TEST_F(KernelChannelTest, NoKernelModule) {
+  if (const int fd = socket(AF_NETLINK, SOCK_RAW, NETLINK_WEBAUTH); fd >= 0) {
+    close(fd);
+    GTEST_SKIP() << "netlink protocol 21 is taken by something else on this machine";
+  }
+  setenv("WEBAUTHD_KERNEL_PORT", "", 1);
+  EXPECT_EQ(1, run_to_end(""));
+  EXPECT_EQ(Lines{"R1 0 K5 syslog.webauth_enable "}, log());
+}
+
+TEST_F(KernelChannelTest, OnlyTheKernelSideIsHeard) {
+  start();
+  const int stranger = socket(AF_NETLINK, SOCK_RAW, NETLINK_USERSOCK);
+  const sockaddr_nl daemon = netlink_address(static_cast<std::uint32_t>(pid_));
+  const auto* address = reinterpret_cast<const sockaddr*>(&daemon);
+  EXPECT_EQ(-1, sendto(stranger, "x", 1, 0, address, sizeof daemon));
+  close(stranger);
 }
 
 }  // namespace
