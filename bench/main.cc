@@ -106,8 +106,8 @@ int run_program(int argc, char** argv) {
     options.tls_logins = 20;
   }
   // Everything below uses the fixed paths of the daemon and of syslog.
-  if (access("/dev/log", F_OK) == 0) {
-    std::fputs("webauth-bench: syslog is here already; run me through scripts/sandbox\n", stderr);
+  if (access("/.sandbox", F_OK) != 0) {
+    std::fputs("webauth-bench: run me through scripts/sandbox\n", stderr);
     return EXIT_FAILURE;
   }
   signal(SIGPIPE, SIG_IGN);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -14,12 +15,14 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-/// Opens a file for reading; empty on failure. A pipe at the path is not waited for: it reads as
-/// empty.
+/// Opens a regular file for reading; empty on failure, and for anything else at the path: a pipe is
+/// not waited for, a device not read without end.
 inline File open_for_reading(const char* path) {
   const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   File file(fd >= 0 ? fdopen(fd, "r") : nullptr);
   if (!file && fd >= 0) close(fd);
+  struct stat status {};
+  if (!file || fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
   return file;
 }
 
