@@ -89,7 +89,10 @@ Lines result(const std::string& rule, const Lines& in) {
   if (rule == "earlier") return words_of(std::stoi(in.at(0)) < std::stoi(in.at(1)));
   if (rule == "group") return edit_group(in.at(0) == "add", in.at(1), in.at(2));
   if (rule == "encode") return encode(in.at(0));
-  if (rule == "calendar") return words_of(calendar_time(std::stoi(in.at(0)), std::stoll(in.at(1))));
+  if (rule == "calendar") {
+    const auto now = static_cast<std::time_t>(std::stoll(in.at(1)));
+    return words_of(calendar_time(std::stoi(in.at(0)), now));
+  }
   if (rule == "validity") {
     const AccountLimit limit = parse_validity(text);
     return words_of(LIMITS[limit.type], limit.value);
