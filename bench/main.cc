@@ -1,12 +1,10 @@
 // What the daemon costs, beside the floor under it: what each operation must do whatever the daemon
 // is made of. It prints figures and goals; no figure fails it.
-#include <signal.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <exception>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,11 +13,13 @@
 #include "measure.h"
 #include "neighbours.h"
 #include "operations.h"
-#include "platform/kernel_endpoint.h"
+#include "program.h"
 #include "start_up_bench.h"
 
 namespace webauth {
 namespace {
+
+constexpr char PROGRAM[] = "webauth-bench";
 
 constexpr double GOAL = 1.5;
 
@@ -105,13 +105,7 @@ int run_program(int argc, char** argv) {
     options.idle_seconds = 2;
     options.tls_logins = 20;
   }
-  // Everything below uses the fixed paths of the daemon and of syslog.
-  if (access("/.sandbox", F_OK) != 0) {
-    std::fputs("webauth-bench: run me through scripts/sandbox\n", stderr);
-    return EXIT_FAILURE;
-  }
-  signal(SIGPIPE, SIG_IGN);
-  setenv("WEBAUTHD_KERNEL_PORT", std::to_string(GATE_PORT).c_str(), 1);
+  if (!begin_in_sandbox(PROGRAM)) return EXIT_FAILURE;
   run(options);
   unlink("/dev/log");
   return EXIT_SUCCESS;
@@ -121,10 +115,5 @@ int run_program(int argc, char** argv) {
 }  // namespace webauth
 
 int main(int argc, char** argv) {
-  try {
-    return webauth::run_program(argc, argv);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "webauth-bench: %s\n", error.what());
-    return EXIT_FAILURE;
-  }
+  return webauth::run_reporting(webauth::PROGRAM, webauth::run_program, argc, argv);
 }

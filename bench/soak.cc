@@ -1,21 +1,19 @@
 // A long mixed load on the real daemon through its real sockets, every effect of which is compared
 // with a model of the daemon; then daemons that are killed at random moments. Ends with status 0
 // when there was no difference. Run through scripts/sandbox.
-#include <signal.h>
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <exception>
+#include <cstdlib>
 #include <numeric>
 #include <string>
 
-#include "platform/kernel_endpoint.h"
+#include "program.h"
 #include "soak_run.h"
 
 namespace webauth {
 namespace {
+
+constexpr char PROGRAM[] = "webauth-soak";
 
 void print_load(const SoakOptions& options, const Tally& tally) {
   const long events = std::accumulate(tally.events.begin(), tally.events.end(), 0L);
@@ -70,13 +68,7 @@ int run_program(int argc, char** argv) {
   app.add_option("--kills", options.kills, "daemons to kill after the events");
   app.add_option("--memory-bound", options.memory_bound, "kilobytes that it may grow by");
   CLI11_PARSE(app, argc, argv);
-  // Everything below uses the fixed paths of the daemon and of syslog.
-  if (access("/.sandbox", F_OK) != 0) {
-    std::fputs("webauth-soak: run me through scripts/sandbox\n", stderr);
-    return EXIT_FAILURE;
-  }
-  signal(SIGPIPE, SIG_IGN);
-  setenv("WEBAUTHD_KERNEL_PORT", std::to_string(GATE_PORT).c_str(), 1);
+  if (!begin_in_sandbox(PROGRAM)) return EXIT_FAILURE;
   run_soak(soak);
   return soak.tally.difference.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
@@ -85,10 +77,5 @@ int run_program(int argc, char** argv) {
 }  // namespace webauth
 
 int main(int argc, char** argv) {
-  try {
-    return webauth::run_program(argc, argv);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "webauth-soak: %s\n", error.what());
-    return EXIT_FAILURE;
-  }
+  return webauth::run_reporting(webauth::PROGRAM, webauth::run_program, argc, argv);
 }
