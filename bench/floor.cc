@@ -1,4 +1,4 @@
-#include "floor.h"
+#include "bench/floor.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -7,13 +7,13 @@
 
 #include <cstdio>
 
-#include "core/event_log.h"
-#include "core/start_up.h"
-#include "kernel/transport.h"
-#include "login/email_group.h"
-#include "mail.h"
-#include "neighbours.h"
-#include "users/registration_path.h"
+#include "bench/mail.h"
+#include "bench/neighbours.h"
+#include "daemon/core/event_log.h"
+#include "daemon/core/start_up.h"
+#include "daemon/kernel/transport.h"
+#include "daemon/login/email_group.h"
+#include "daemon/users/registration_path.h"
 
 namespace webauth {
 namespace {

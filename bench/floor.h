@@ -4,7 +4,7 @@
 // No select, no table, no text is made here. What fails ends the program.
 #pragma once
 
-#include "world.h"
+#include "bench/world.h"
 
 namespace webauth {
 

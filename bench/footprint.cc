@@ -1,4 +1,4 @@
-#include "footprint.h"
+#include "bench/footprint.h"
 
 #include <poll.h>
 #include <signal.h>
@@ -16,12 +16,12 @@
 #include <string>
 #include <string_view>
 
-#include "base/file.h"
-#include "base/text_field.h"
-#include "login/login_record.h"
-#include "neighbours.h"
-#include "operations.h"
-#include "users/registration_path.h"
+#include "bench/neighbours.h"
+#include "bench/operations.h"
+#include "common/file.h"
+#include "common/text_field.h"
+#include "daemon/login/login_record.h"
+#include "daemon/users/registration_path.h"
 
 namespace webauth {
 namespace {

@@ -1,4 +1,4 @@
-#include "mail.h"
+#include "bench/mail.h"
 
 #include <arpa/inet.h>
 #include <netinet/tcp.h>
@@ -15,11 +15,11 @@
 #include <filesystem>
 #include <string>
 
-#include "base/file.h"
-#include "core/settings.h"
-#include "login/mail_connection.h"
-#include "neighbours.h"
-#include "platform/settings_store.h"
+#include "bench/neighbours.h"
+#include "common/file.h"
+#include "daemon/core/settings.h"
+#include "daemon/login/mail_connection.h"
+#include "daemon/platform/settings_store.h"
 
 namespace webauth {
 namespace {

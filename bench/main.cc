@@ -9,12 +9,12 @@
 #include <string_view>
 #include <vector>
 
-#include "footprint.h"
-#include "measure.h"
-#include "neighbours.h"
-#include "operations.h"
-#include "program.h"
-#include "start_up_bench.h"
+#include "bench/footprint.h"
+#include "bench/measure.h"
+#include "bench/neighbours.h"
+#include "bench/operations.h"
+#include "bench/program.h"
+#include "bench/start_up_bench.h"
 
 namespace webauth {
 namespace {

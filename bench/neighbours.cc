@@ -1,4 +1,4 @@
-#include "neighbours.h"
+#include "bench/neighbours.h"
 
 #include <linux/netlink.h>
 #include <signal.h>
@@ -13,10 +13,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/text_field.h"
-#include "control/control_message.h"
-#include "login/login_record.h"
-#include "platform/kernel_endpoint.h"
+#include "common/text_field.h"
+#include "daemon/control/control_message.h"
+#include "daemon/login/login_record.h"
+#include "daemon/platform/kernel_endpoint.h"
 
 namespace webauth {
 namespace {

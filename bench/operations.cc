@@ -1,14 +1,14 @@
-#include "operations.h"
+#include "bench/operations.h"
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "base/text_field.h"
-#include "floor.h"
-#include "kernel/transport.h"
-#include "mail.h"
-#include "neighbours.h"
+#include "bench/floor.h"
+#include "bench/mail.h"
+#include "bench/neighbours.h"
+#include "common/text_field.h"
+#include "daemon/kernel/transport.h"
 
 namespace webauth {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <span>
 
-#include "core/settings.h"
-#include "world.h"
+#include "bench/world.h"
+#include "daemon/core/settings.h"
 
 namespace webauth {
 

@@ -1,4 +1,4 @@
-#include "program.h"
+#include "bench/program.h"
 
 #include <signal.h>
 #include <stdlib.h>
@@ -8,7 +8,7 @@
 #include <exception>
 #include <string>
 
-#include "platform/kernel_endpoint.h"
+#include "daemon/platform/kernel_endpoint.h"
 
 namespace webauth {
 

@@ -7,8 +7,8 @@
 #include <numeric>
 #include <string>
 
-#include "program.h"
-#include "soak_run.h"
+#include "bench/program.h"
+#include "bench/soak_run.h"
 
 namespace webauth {
 namespace {

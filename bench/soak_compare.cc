@@ -1,4 +1,4 @@
-#include "soak_compare.h"
+#include "bench/soak_compare.h"
 
 #include <charconv>
 #include <cstdio>

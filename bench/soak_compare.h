@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "soak_daemon.h"
-#include "soak_model.h"
+#include "bench/soak_daemon.h"
+#include "bench/soak_model.h"
 
 namespace webauth {
 

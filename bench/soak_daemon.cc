@@ -1,4 +1,4 @@
-#include "soak_daemon.h"
+#include "bench/soak_daemon.h"
 
 #include <fcntl.h>
 #include <sched.h>
@@ -16,10 +16,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include "control/control_message.h"
-#include "neighbours.h"
-#include "platform/kernel_endpoint.h"
-#include "users/registration_path.h"
+#include "bench/neighbours.h"
+#include "daemon/control/control_message.h"
+#include "daemon/platform/kernel_endpoint.h"
+#include "daemon/users/registration_path.h"
 
 namespace webauth {
 namespace {

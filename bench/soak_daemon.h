@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "soak_event.h"
+#include "bench/soak_event.h"
 
 namespace webauth {
 

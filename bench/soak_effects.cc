@@ -1,9 +1,9 @@
-#include "soak_effects.h"
+#include "bench/soak_effects.h"
 
 #include <cstdio>
 #include <ctime>
 
-#include "login/login_record.h"
+#include "daemon/login/login_record.h"
 
 namespace webauth {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "soak_model.h"
+#include "bench/soak_model.h"
 
 namespace webauth {
 

@@ -1,9 +1,9 @@
-#include "soak_event.h"
+#include "bench/soak_event.h"
 
 #include <cstring>
 
-#include "soak_model.h"
-#include "soak_record.h"
+#include "bench/soak_model.h"
+#include "bench/soak_record.h"
 
 namespace webauth {
 namespace {

@@ -5,9 +5,9 @@
 #include <set>
 #include <thread>
 
-#include "neighbours.h"
-#include "soak_compare.h"
-#include "soak_run.h"
+#include "bench/neighbours.h"
+#include "bench/soak_compare.h"
+#include "bench/soak_run.h"
 
 namespace webauth {
 namespace {

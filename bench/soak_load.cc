@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "login/login_record.h"
-#include "soak_compare.h"
-#include "soak_run.h"
+#include "bench/soak_compare.h"
+#include "bench/soak_run.h"
+#include "daemon/login/login_record.h"
 
 namespace webauth {
 namespace {

@@ -1,9 +1,9 @@
-#include "soak_model.h"
+#include "bench/soak_model.h"
 
 #include <arpa/inet.h>
 
-#include "login/login_record.h"
-#include "soak_effects.h"
+#include "bench/soak_effects.h"
+#include "daemon/login/login_record.h"
 
 namespace webauth {
 namespace {

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "kernel/kernel_message.h"
-#include "soak_event.h"
+#include "bench/soak_event.h"
+#include "daemon/kernel/kernel_message.h"
 
 namespace webauth {
 

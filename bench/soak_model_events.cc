@@ -3,8 +3,8 @@
 
 #include <cstdio>
 
-#include "control/control_message.h"
-#include "soak_effects.h"
+#include "bench/soak_effects.h"
+#include "daemon/control/control_message.h"
 
 namespace webauth {
 namespace {

@@ -1,14 +1,14 @@
-#include "soak_record.h"
+#include "bench/soak_record.h"
 
 #include <arpa/inet.h>
 
 #include <cstdio>
 #include <ctime>
 
-#include "control/control_message.h"
-#include "kernel/kernel_message.h"
-#include "login/login_record.h"
-#include "soak_model.h"
+#include "bench/soak_model.h"
+#include "daemon/control/control_message.h"
+#include "daemon/kernel/kernel_message.h"
+#include "daemon/login/login_record.h"
 
 namespace webauth {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "soak_event.h"
+#include "bench/soak_event.h"
 
 namespace webauth {
 

@@ -1,4 +1,4 @@
-#include "start_up_bench.h"
+#include "bench/start_up_bench.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -9,11 +9,11 @@
 #include <cstdio>
 #include <string>
 
-#include "base/file.h"
-#include "kernel/access_policy.h"
-#include "kernel/transport.h"
-#include "login/account_file.h"
-#include "neighbours.h"
+#include "bench/neighbours.h"
+#include "common/file.h"
+#include "daemon/kernel/access_policy.h"
+#include "daemon/kernel/transport.h"
+#include "daemon/login/account_file.h"
 
 namespace webauth {
 namespace {

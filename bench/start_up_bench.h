@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "measure.h"
+#include "bench/measure.h"
 
 namespace webauth {
 

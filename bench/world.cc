@@ -1,4 +1,4 @@
-#include "world.h"
+#include "bench/world.h"
 
 #include <sys/socket.h>
 #include <syslog.h>
@@ -7,13 +7,13 @@
 #include <cstdio>
 #include <string_view>
 
-#include "base/clock.h"
-#include "base/file.h"
-#include "core/start_up.h"
-#include "kernel/transport.h"
-#include "login/email_group.h"
-#include "neighbours.h"
-#include "users/registration_file.h"
+#include "bench/neighbours.h"
+#include "common/clock.h"
+#include "common/file.h"
+#include "daemon/core/start_up.h"
+#include "daemon/kernel/transport.h"
+#include "daemon/login/email_group.h"
+#include "daemon/users/registration_file.h"
 
 namespace webauth {
 namespace {

@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "control/control_message.h"
-#include "core/main_loop.h"
-#include "core/settings.h"
-#include "kernel/kernel_message.h"
-#include "login/login_record.h"
+#include "daemon/control/control_message.h"
+#include "daemon/core/main_loop.h"
+#include "daemon/core/settings.h"
+#include "daemon/kernel/kernel_message.h"
+#include "daemon/login/login_record.h"
 
 namespace webauth {
 

@@ -8,9 +8,9 @@
 #include <deque>
 #include <set>
 
-#include "base/clock.h"
-#include "platform/kernel_endpoint.h"
-#include "support/world.h"
+#include "common/clock.h"
+#include "daemon/platform/kernel_endpoint.h"
+#include "tests/support/world.h"
 
 namespace webauth {
 namespace {

@@ -6,9 +6,9 @@
 #include <fstream>
 #include <thread>
 
-#include "kernel/transport.h"
-#include "support/world.h"
-#include "wechat/walled_garden.h"
+#include "daemon/kernel/transport.h"
+#include "daemon/wechat/walled_garden.h"
+#include "tests/support/world.h"
 
 namespace webauth {
 namespace {

@@ -7,15 +7,15 @@
 #include <climits>
 #include <cstring>
 
-#include "base/clock.h"
-#include "control/control_channel.h"
-#include "core/settings.h"
-#include "kernel/transport.h"
-#include "login/account_file.h"
-#include "login/account_login.h"
-#include "support/world.h"
-#include "users/account_limit.h"
-#include "users/kernel_events.h"
+#include "common/clock.h"
+#include "daemon/control/control_channel.h"
+#include "daemon/core/settings.h"
+#include "daemon/kernel/transport.h"
+#include "daemon/login/account_file.h"
+#include "daemon/login/account_login.h"
+#include "daemon/users/account_limit.h"
+#include "daemon/users/kernel_events.h"
+#include "tests/support/world.h"
 
 namespace webauth {
 namespace {

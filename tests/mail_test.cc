@@ -13,9 +13,9 @@
 #include <iomanip>
 #include <sstream>
 
-#include "base/clock.h"
-#include "login/mail_probe.h"
-#include "support/mail_server.h"
+#include "common/clock.h"
+#include "daemon/login/mail_probe.h"
+#include "tests/support/mail_server.h"
 
 namespace webauth {
 namespace {

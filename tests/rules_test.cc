@@ -9,23 +9,23 @@
 #include <iomanip>
 #include <sstream>
 
-#include "base/clock.h"
-#include "core/settings.h"
+#include "common/clock.h"
+#include "common/terminal_text.h"
 #include "ctl/control_commands.h"
 #include "ctl/login_command.h"
 #include "ctl/operator_error.h"
 #include "ctl/user_list.h"
+#include "daemon/core/settings.h"
+#include "daemon/kernel/access_policy.h"
+#include "daemon/login/account_file.h"
+#include "daemon/login/email_group.h"
+#include "daemon/login/white_list.h"
+#include "daemon/platform/kernel_endpoint.h"
+#include "daemon/platform/settings_store.h"
+#include "daemon/users/account_limit.h"
+#include "daemon/wechat/host_name.h"
 #include "gate/gate_command.h"
-#include "kernel/access_policy.h"
-#include "login/account_file.h"
-#include "login/email_group.h"
-#include "login/white_list.h"
-#include "platform/kernel_endpoint.h"
-#include "platform/settings_store.h"
-#include "support/world.h"
-#include "text/terminal_text.h"
-#include "users/account_limit.h"
-#include "wechat/host_name.h"
+#include "tests/support/world.h"
 
 namespace webauth {
 namespace {

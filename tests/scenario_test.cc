@@ -16,10 +16,10 @@
 #include <sstream>
 #include <utility>
 
-#include "control/control_message.h"
+#include "daemon/control/control_message.h"
+#include "daemon/users/registration_path.h"
 #include "gate/gate_command.h"
-#include "support/mail_server.h"
-#include "users/registration_path.h"
+#include "tests/support/mail_server.h"
 
 namespace webauth {
 namespace {

@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "platform/settings_store.h"
-#include "support/world.h"
+#include "daemon/platform/settings_store.h"
+#include "tests/support/world.h"
 
 namespace webauth {
 namespace {

@@ -4,10 +4,10 @@
 #include <functional>
 #include <random>
 
-#include "core/settings.h"
-#include "kernel/kernel_message.h"
-#include "support/world.h"
-#include "users/registration_file.h"
+#include "daemon/core/settings.h"
+#include "daemon/kernel/kernel_message.h"
+#include "daemon/users/registration_file.h"
+#include "tests/support/world.h"
 
 namespace webauth {
 namespace {

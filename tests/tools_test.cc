@@ -4,11 +4,11 @@
 
 #include <cstring>
 
+#include "common/address_input.h"
 #include "gate/entry_tables.h"
 #include "gate/garden_text.h"
 #include "gate/input_lines.h"
 #include "gate/message_text.h"
-#include "text/address_input.h"
 
 namespace webauth {
 namespace {

@@ -5,13 +5,13 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "control/control_channel.h"
-#include "core/settings.h"
-#include "kernel/transport.h"
-#include "login/account_file.h"
-#include "login/dispatch.h"
-#include "platform/kernel_endpoint.h"
-#include "users/kernel_events.h"
+#include "daemon/control/control_channel.h"
+#include "daemon/core/settings.h"
+#include "daemon/kernel/transport.h"
+#include "daemon/login/account_file.h"
+#include "daemon/login/dispatch.h"
+#include "daemon/platform/kernel_endpoint.h"
+#include "daemon/users/kernel_events.h"
 
 using namespace webauth;
 

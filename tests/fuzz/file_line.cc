@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "base/address_text.h"
-#include "kernel/access_policy.h"
-#include "login/account_file.h"
-#include "login/email_group.h"
-#include "login/white_list.h"
-#include "wechat/host_name.h"
+#include "common/address_text.h"
+#include "daemon/kernel/access_policy.h"
+#include "daemon/login/account_file.h"
+#include "daemon/login/email_group.h"
+#include "daemon/login/white_list.h"
+#include "daemon/wechat/host_name.h"
 
 using namespace webauth;
 

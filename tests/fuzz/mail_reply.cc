@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "login/mail_connection.h"
+#include "daemon/login/mail_connection.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string judged = std::string(data, data + (size < 256 ? size : 256)).c_str();

@@ -11,7 +11,7 @@
 #include <thread>
 #include <utility>
 
-#include "support/world.h"
+#include "tests/support/world.h"
 
 namespace webauth {
 

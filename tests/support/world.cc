@@ -1,4 +1,4 @@
-#include "support/world.h"
+#include "tests/support/world.h"
 
 #include <fcntl.h>
 #include <sched.h>
@@ -17,11 +17,11 @@
 #include <stdexcept>
 #include <utility>
 
-#include "base/clock.h"
-#include "control/control_message.h"
-#include "login/login_record.h"
-#include "platform/kernel_endpoint.h"
-#include "users/registration_path.h"
+#include "common/clock.h"
+#include "daemon/control/control_message.h"
+#include "daemon/login/login_record.h"
+#include "daemon/platform/kernel_endpoint.h"
+#include "daemon/users/registration_path.h"
 
 namespace webauth {
 namespace {

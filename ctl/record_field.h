@@ -1,0 +1,54 @@
+// Operator's text into the fields of a record. Every function throws OperatorError when the text
+// may not go there; `what` names the text in the message.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "common/address_input.h"
+#include "common/terminal_text.h"
+#include "common/text_field.h"
+#include "ctl/operator_error.h"
+
+namespace webauth {
+
+/// The text must fit with its closing NUL.
+template <std::size_t N>
+void fill_field(char (&field)[N], const char* what, std::string_view text) {
+  if (put_field(field, text)) return;
+  throw OperatorError(std::string(what) + " is too long: " + std::to_string(text.size()) +
+                      " bytes, at most " + std::to_string(N - 1));
+}
+
+/// As fill_field, and without control characters: a line feed in a name would break the published
+/// list and the log apart.
+template <std::size_t N>
+void fill_plain_field(char (&field)[N], const char* what, std::string_view text) {
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7f) {
+      throw OperatorError(std::string(what) + " holds a control character: " + terminal_text(text));
+    }
+  }
+  fill_field(field, what, text);
+}
+
+/// A strict dotted quad.
+template <std::size_t N>
+void fill_ip(char (&field)[N], std::string_view text) {
+  if (!parse_ipv4(text)) {
+    throw OperatorError("not a dotted IPv4 address: '" + terminal_text(text) + "'");
+  }
+  fill_field(field, "IP address", text);
+}
+
+template <std::size_t N>
+void fill_mac(char (&field)[N], std::string_view text) {
+  if (!parse_mac(text)) {
+    throw OperatorError("not six hexadecimal bytes with colons: '" + terminal_text(text) + "'");
+  }
+  fill_field(field, "MAC address", text);
+}
+
+}  // namespace webauth

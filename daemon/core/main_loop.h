@@ -1,0 +1,32 @@
+// The loop that serves everything: one select, then what is ready in a fixed order - the held login
+// connection, a new login connection, a control datagram, a kernel message.
+//
+// Every handler runs to its end inside its pass, so a handler that waits delays everything else.
+// Errors of select, accept and reads are ignored. Handlers may end the process.
+#pragma once
+
+#include <cstdint>
+
+#include "daemon/users/online_user.h"
+
+namespace webauth {
+
+struct LoopState {
+  int largest_socket = 0;   ///< of the three that are always open
+  int held_connection = 0;  ///< an accepted login connection, not yet read; 0: none
+  /// Until when the listening socket stays out of the wait, in steady_microseconds.
+  std::int64_t rest_until = 0;
+};
+
+/// The state in which the loop begins: the sockets are open and no connection is held.
+LoopState begin_main_loop();
+
+/// Waits for at most a second, then serves each descriptor that is ready, once. A connection that
+/// is accepted here is read in a later pass, once, and closed.
+///
+/// One connection is held at a time. A silent one keeps the listening socket out of the wait for a
+/// second; after that the next connection displaces it. A connection that cannot be accepted, as
+/// for want of descriptors, does the same, since it stays ready.
+void serve_one_pass(LoopState& loop, AccountTable& accounts, OnlineUserTable& online_users);
+
+}  // namespace webauth

@@ -1,0 +1,38 @@
+#include "daemon/core/settings.h"
+
+#include <cstdlib>
+#include <string_view>
+
+#include "common/fatal.h"
+#include "common/text_field.h"
+#include "daemon/platform/settings_store.h"
+
+namespace webauth {
+
+const char* setting_text(const char* key) {
+  const char* value = nvram_get(key);
+  return value != nullptr ? value : "";
+}
+
+AuthMode read_auth_mode() {
+  const std::string_view type = setting_text("WEBAUTH_SECTYPE");
+  if (type == "USERS") return AuthMode::USERS;
+  if (type == "EMAIL") return AuthMode::EMAIL;
+  if (type == "LOCAL") return AuthMode::LOCAL;
+  if (type == "ADVERT") return AuthMode::ADVERT;
+  if (type == "WEIXIN") return AuthMode::WEIXIN;
+  return AuthMode::LOCAL;
+}
+
+std::int32_t read_multi_user() {
+  return std::string_view(setting_text("WEBAUTH_MULTIUSER")).starts_with("YES") ? 1 : 0;
+}
+
+void read_mail_server_settings() {
+  if (!put_field(mail_server_host, setting_text("WEBAUTH_POP3SERVER"))) end_process();
+  char port[7] = {};
+  if (!put_field(port, setting_text("WEBAUTH_POP3SPORT"))) end_process();
+  mail_server_port = std::atoi(port);
+}
+
+}  // namespace webauth

@@ -1,0 +1,152 @@
+#include "daemon/kernel/access_policy.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "common/file.h"
+#include "daemon/core/settings.h"
+#include "daemon/kernel/transport.h"
+
+namespace webauth {
+namespace {
+
+constexpr std::uint32_t DEFAULT_IDLE = 1800;  // seconds, both
+constexpr std::uint32_t DEFAULT_MAXIMUM = 7200;
+
+struct TimeoutKeys {
+  const char* type;  // text of WEBAUTH_SECTYPE
+  const char* idle;
+  const char* maximum;
+  std::uint32_t idle_for_0;  // seconds that stand for a setting of 0
+  std::uint32_t maximum_for_0;
+};
+
+constexpr TimeoutKeys MODE_KEYS[] = {
+    {"LOCAL", "WEBSEC_YJ_TIMEOUT", "WEBSEC_YJ_ALLTIME", 0, 0},
+    {"ADVERT", "WEBSEC_TP_TIMEOUT", "WEBSEC_TP_ALLTIME", 0, 0},
+    {"WEIXIN", "WEBSEC_WX_TIMEOUT", "WEBSEC_WX_ALLTIME", 0, 0},
+};
+
+constexpr TimeoutKeys GENERIC_KEYS = {"", "WEBSEC_TIMEOUT", "WEBAUTH_ALLTIME", 600, 30 * 24 * 3600};
+
+// The text decides, not auth_mode: an unknown text logs in as LOCAL, with the generic keys.
+const TimeoutKeys& timeout_keys(std::string_view type) {
+  for (const TimeoutKeys& keys : MODE_KEYS) {
+    if (type == keys.type) return keys;
+  }
+  return GENERIC_KEYS;
+}
+
+// Minutes in decimal as seconds of 32 bits, without a range check.
+std::uint32_t seconds_of(const char* minutes, std::uint32_t when_empty, std::uint32_t when_0) {
+  if (*minutes == '\0') return when_empty;
+  const auto count = static_cast<std::uint32_t>(std::atoi(minutes));
+  return count == 0 ? when_0 : count * 60;
+}
+
+constexpr int LIST_LINE_SIZE = 100;
+
+bool are_bytes(const unsigned* first, const unsigned* last) {
+  return std::all_of(first, last, [](unsigned v) { return v <= 255; });
+}
+
+// An address as a number that counts upwards.
+std::uint32_t number_of(const unsigned (&n)[8], int first) {
+  return n[first] << 24 | n[first + 1] << 16 | n[first + 2] << 8 | n[first + 3];
+}
+
+KernelMessage ip_entry_message() {
+  KernelMessage message;
+  init_kernel_message(message, ADD_ENTRY);
+  message.kind = ENTRY_IP;
+  return message;
+}
+
+// Returns how many were sent.
+int push_range(IpRange range) {
+  for (std::uint32_t ip = range.first;; ++ip) {
+    push_ip_entry({static_cast<unsigned char>(ip >> 24), static_cast<unsigned char>(ip >> 16),
+                   static_cast<unsigned char>(ip >> 8), static_cast<unsigned char>(ip)});
+    if (ip == range.last) break;
+  }
+  return static_cast<int>(range.last - range.first) + 1;
+}
+
+}  // namespace
+
+int push_daemon_start() {
+  KernelMessage message;
+  init_kernel_message(message, DAEMON_START);
+  send_kernel_message_or_exit(message);
+  return 0;
+}
+
+int push_timeouts() {
+  KernelMessage message;
+  init_kernel_message(message, SET_TIMEOUTS);
+  const TimeoutKeys& keys = timeout_keys(setting_text("WEBAUTH_SECTYPE"));
+  message.ip = seconds_of(setting_text(keys.idle), DEFAULT_IDLE, keys.idle_for_0);
+  message.kind = seconds_of(setting_text(keys.maximum), DEFAULT_MAXIMUM, keys.maximum_for_0);
+  send_kernel_message_or_exit(message);
+  return 0;
+}
+
+int push_ip_entry(const unsigned char (&ip)[4]) {
+  // Made once: a range sends up to a million of them, in which only the address differs.
+  static KernelMessage message = ip_entry_message();
+  std::memcpy(&message.ip, ip, sizeof message.ip);
+  send_kernel_message_or_exit(message);
+  return 0;
+}
+
+int push_mac_entry(const MacAddress& mac, int remove) {
+  KernelMessage message;
+  init_kernel_message(message, remove == 1 ? REMOVE_MAC : ADD_ENTRY);
+  message.kind = ENTRY_MAC;
+  message.mac = mac;
+  send_kernel_message_or_exit(message);
+  return 0;
+}
+
+std::optional<IpRange> read_ip_range(const char* line) {
+  unsigned n[8];
+  const int count = std::sscanf(line, "%u.%u.%u.%u-%u.%u.%u.%u", &n[0], &n[1], &n[2], &n[3], &n[4],
+                                &n[5], &n[6], &n[7]);
+  if (count < 4 || !are_bytes(n, n + 4)) return std::nullopt;
+  const std::uint32_t first = number_of(n, 0);
+  // Whatever keeps the line from being a range, its first address stands for itself.
+  if (count < 8 || !are_bytes(n + 4, n + 8)) return IpRange{first, first};
+  const std::uint32_t last = number_of(n, 4);
+  if (last < first || last - first >= LONGEST_RANGE) return std::nullopt;
+  return IpRange{first, last};
+}
+
+int load_mac_list(const char* path) {
+  const File file = open_for_reading(path);
+  if (!file) return 0;
+  int sent = 0;
+  char line[LIST_LINE_SIZE];
+  while (read_line(file.get(), line)) {
+    const auto mac = read_mac(line);
+    if (!mac) continue;
+    push_mac_entry(*mac, 0);
+    ++sent;
+  }
+  return sent;
+}
+
+int load_ip_list(const char* path) {
+  const File file = open_for_reading(path);
+  if (!file) return 0;
+  int sent = 0;
+  char line[LIST_LINE_SIZE];
+  while (read_line(file.get(), line)) {
+    if (const auto range = read_ip_range(line)) sent += push_range(*range);
+  }
+  return sent;
+}
+
+}  // namespace webauth

@@ -1,0 +1,29 @@
+#include "daemon/login/dispatch.h"
+
+#include "daemon/core/settings.h"
+#include "daemon/login/account_login.h"
+#include "daemon/login/email_login.h"
+#include "daemon/login/one_key_login.h"
+
+namespace webauth {
+
+int dispatch_login(int connection, const LoginRequest& request, AccountTable& accounts,
+                   OnlineUserTable& online_users) {
+  if (request.type != LOGIN_REQUEST) return 0;
+  switch (auth_mode) {
+    case AuthMode::LOCAL:
+    case AuthMode::ADVERT:
+    case AuthMode::WEIXIN:
+      (void)login_one_key(connection, request, online_users);
+      break;
+    case AuthMode::USERS:
+      (void)login_local_account(connection, request, accounts, online_users);
+      break;
+    case AuthMode::EMAIL:
+      (void)login_email(connection, request, online_users);
+      break;
+  }
+  return 0;
+}
+
+}  // namespace webauth

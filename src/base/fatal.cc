@@ -1,9 +1,0 @@
-#include "base/fatal.h"
-
-#include <cstdlib>
-
-namespace webauth {
-
-void end_process() { std::exit(1); }
-
-}  // namespace webauth
