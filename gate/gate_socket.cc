@@ -24,10 +24,7 @@ constexpr int RECEIVE_BUFFER_SIZE = 8 * 1024 * 1024;
 int open_gate_socket() {
   const int fd = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK);
   if (fd < 0) fail("cannot open a netlink socket");
-  // The first form passes the system's limit and needs a privilege; the second takes what it gets.
-  if (setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &RECEIVE_BUFFER_SIZE, sizeof(int)) != 0) {
-    (void)setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &RECEIVE_BUFFER_SIZE, sizeof(int));
-  }
+  enlarge_receive_buffer(fd, RECEIVE_BUFFER_SIZE);
   const sockaddr_nl address = netlink_address(GATE_PORT);
   if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     const std::string port = "port " + std::to_string(GATE_PORT);
