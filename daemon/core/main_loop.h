@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "daemon/users/online_user.h"
+#include "daemon/users/user_table.h"
 
 namespace webauth {
 
