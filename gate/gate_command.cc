@@ -7,8 +7,6 @@
 
 #include "common/address_input.h"
 #include "common/terminal_text.h"
-#include "daemon/platform/kernel_endpoint.h"
-#include "gate/message_text.h"
 
 namespace webauth {
 namespace {
@@ -37,17 +35,6 @@ std::optional<std::uint32_t> parse_kind(std::string_view word) {
   return kind;
 }
 
-/// As the kernel module builds it. The header is not looked at by the daemon, but it is complete.
-KernelMessage make_event(KernelEvent code, std::uint32_t ip) {
-  KernelMessage event{};
-  event.header.nlmsg_len = KERNEL_HEADER_LENGTH;
-  event.header.nlmsg_pid = GATE_PORT;
-  event.length = KERNEL_MESSAGE_SIZE;
-  event.command = code;
-  event.ip = ip;
-  return event;
-}
-
 std::optional<GateCommand> refuse(std::string& problem, const char* what, std::string_view word) {
   problem = std::string(what) + " '" + terminal_text(word) + "'; " + USAGE;
   return {};
@@ -61,10 +48,7 @@ std::optional<GateCommand> parse_online(const std::vector<std::string_view>& wor
   if (!ip) return refuse(problem, "not a dotted IPv4 address:", words[2]);
   const auto mac = parse_mac(words[3]);
   if (!mac) return refuse(problem, "not a MAC address:", words[3]);
-  KernelMessage event = make_event(ENTRY_ONLINE, *ip);
-  event.kind = *kind;
-  event.mac = *mac;
-  return GateCommand{event};
+  return GateCommand{GateEvent{ENTRY_ONLINE, *ip, *kind, *mac}};
 }
 
 }  // namespace
@@ -84,14 +68,7 @@ std::optional<GateCommand> parse_gate_command(std::string_view line, std::string
   if (is_online) return parse_online(words, problem);
   const auto ip = parse_ipv4(words[1]);
   if (!ip) return refuse(problem, "not a dotted IPv4 address:", words[1]);
-  return GateCommand{make_event(verb == "offline" ? ENTRY_OFFLINE : CHECK_EXPIRY, *ip)};
-}
-
-std::string event_text(const KernelMessage& event) {
-  if (event.command == ENTRY_OFFLINE) return "ENTRY_OFFLINE " + ip_text(event.ip);
-  if (event.command == CHECK_EXPIRY) return "CHECK_EXPIRY " + ip_text(event.ip);
-  return "ENTRY_ONLINE " + kind_text(event.kind) + ' ' + ip_text(event.ip) + ' ' +
-         mac_text(event.mac);
+  return GateCommand{GateEvent{verb == "offline" ? ENTRY_OFFLINE : CHECK_EXPIRY, *ip}};
 }
 
 }  // namespace webauth

@@ -7,16 +7,16 @@
 #include <csignal>
 #include <cstring>
 
-#include "common/clock.h"
 #include "common/fd_guard.h"
 #include "common/standard_descriptors.h"
 #include "daemon/platform/kernel_endpoint.h"
-#include "gate/entry_tables.h"
+#include "gate/daemon_link.h"
 #include "gate/gate_command.h"
-#include "gate/gate_socket.h"
 #include "gate/input_lines.h"
 #include "gate/message_text.h"
 #include "gate/output_lines.h"
+#include "gate/session_table.h"
+#include "gate/table_text.h"
 
 namespace webauth {
 namespace {
@@ -24,35 +24,41 @@ namespace {
 /// Messages served before standard input gets its turn again.
 constexpr int MESSAGES_PER_PASS = 1024;
 
-/// How long an event waits for room in the daemon's queue.
-constexpr std::int64_t SEND_PATIENCE_US = 2'000'000;
 constexpr int SEND_RETRY_MS = 10;
 
 struct Gate {
-  int netlink;
-  std::uint32_t daemon_port = 0;  ///< 0 until the daemon has been heard
-  EntryTables tables{};
-  InputLines input{};
+  DaemonLink daemon;
+  SessionTable table;
+  std::uint32_t daemon_pid = 0;
+  InputLines input;
   OutputLines output{.fd = STDOUT_FILENO};
   std::size_t ignored = 0;  ///< messages of other users
 };
 
+// Here nobody's time runs out, and there are no sets.
+const Surroundings NOWHERE = {.now = [] { return Millis{0}; },
+                              .find_mac = [](auto) { return std::nullopt; },
+                              .last_packet = [](auto, auto&) { return std::nullopt; }};
+
 /// Returns false when nothing is waiting.
 bool serve_one_message(Gate& gate) {
-  const std::optional<Datagram> datagram = receive_datagram(gate.netlink);
-  if (!datagram) {
+  Datagram datagram;
+  if (!receive_datagram(gate.daemon, datagram)) {
     if (errno == EAGAIN || errno == EINTR) return false;
     print_lines(gate.output, std::string("cannot receive: ") + std::strerror(errno));
     return false;
   }
-  if (!datagram->from_us) {
+  if (!datagram.from_us) {
     ++gate.ignored;
     return true;
   }
-  print_lines(gate.output, datagram_text(*datagram));
-  if (const auto message = known_message(*datagram)) {
-    if (datagram->sender_port != 0) gate.daemon_port = datagram->sender_port;
-    apply_message(gate.tables, *message);
+  print_lines(gate.output, datagram_text(datagram, gate.daemon_pid));
+  if (const auto message = known_message(datagram)) {
+    if (datagram.sender_port != 0) gate.daemon.port = datagram.sender_port;
+    if (message->command == DAEMON_START) gate.daemon_pid = message->header.nlmsg_pid;
+    Effects ignored;
+    handle_message(gate.table, *message, NOWHERE, ignored);
+    gate.table.sweeps.clear();
   }
   return true;
 }
@@ -62,30 +68,21 @@ void serve_messages(Gate& gate) {
   }
 }
 
-/// Waits for room without ceasing to receive: the daemon may itself be waiting for room here.
-int send_with_patience(Gate& gate, const KernelMessage& event) {
-  const std::int64_t deadline = steady_microseconds() + SEND_PATIENCE_US;
-  for (;;) {
-    const int error = send_event(gate.netlink, gate.daemon_port, event);
-    if (error != EAGAIN || steady_microseconds() >= deadline) return error;
-    pollfd waiting{.fd = gate.netlink, .events = POLLIN, .revents = 0};
-    poll(&waiting, 1, SEND_RETRY_MS);
-    serve_messages(gate);
-  }
-}
-
-void report_event(Gate& gate, const KernelMessage& event) {
+void report_event(Gate& gate, const GateEvent& event) {
   const std::string text = event_text(event);
-  if (gate.daemon_port == 0) {
+  if (gate.daemon.port == 0) {
     print_lines(gate.output, "not sent, no daemon has been heard yet: " + text);
     return;
   }
   // A client that leaves is gone from the table, whether or not the daemon hears of it.
-  if (event.command == ENTRY_OFFLINE) drop_user(gate.tables, event.ip);
-  const int error = send_with_patience(gate, event);
-  const std::string port = "port " + std::to_string(gate.daemon_port);
+  if (event.code == ENTRY_OFFLINE) gate.table.users.erase(event.ip);
+  gate.daemon.queue.push_back(event);
+  const int error = send_queue(gate.daemon);
+  const std::string port = "port " + std::to_string(gate.daemon.port);
   if (error == 0) {
     print_lines(gate.output, "sent to " + port + ": " + text);
+  } else if (error == EAGAIN) {
+    print_lines(gate.output, "waits until " + port + " reads: " + text);
   } else {
     print_lines(gate.output, "not sent to " + port + " (" + std::strerror(error) + "): " + text);
   }
@@ -109,7 +106,7 @@ void obey(Gate& gate, const InputLine& line) {
       print_lines(gate.output,
                   "  ignored messages of other users: " + std::to_string(gate.ignored));
     }
-    print_lines(gate.output, tables_text(gate.tables));
+    print_lines(gate.output, tables_text(gate.table));
   }
 }
 
@@ -131,13 +128,15 @@ int run_gate(bool exit_on_eof) {
   occupy_standard_descriptors();
   (void)std::signal(SIGPIPE, SIG_IGN);
   (void)std::signal(SIGTTIN, SIG_IGN);  // in the background a terminal's input is at its end
-  const FdGuard netlink(open_gate_socket());
-  Gate gate{.netlink = netlink.get()};
+  const FdGuard netlink(open_daemon_link());
+  Gate gate;
+  gate.daemon.fd = netlink.get();
   print_lines(gate.output, "webauth-gate: listening on port " + std::to_string(GATE_PORT));
   pollfd watched[] = {{.fd = netlink.get(), .events = POLLIN, .revents = 0},
                       {.fd = STDIN_FILENO, .events = POLLIN, .revents = 0}};
   for (;;) {
-    if (poll(watched, 2, -1) < 0) continue;
+    if (poll(watched, 2, gate.daemon.queue.empty() ? -1 : SEND_RETRY_MS) < 0) continue;
+    (void)send_queue(gate.daemon);
     if (watched[0].revents != 0) serve_messages(gate);
     if (watched[1].revents == 0 || serve_input(gate)) continue;
     if (exit_on_eof) return 0;

@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "common/address_text.h"
-#include "gate/entry_tables.h"
-#include "gate/garden_text.h"
+#include "gate/garden_reader.h"
+#include "gate/table_text.h"
 
 namespace webauth {
 namespace {
@@ -19,7 +19,7 @@ std::string hex_dump(const Datagram& datagram) {
   std::string dump;
   for (std::size_t i = 0; i < shown; ++i) {
     char byte[4];
-    std::snprintf(byte, sizeof byte, " %02x", datagram.bytes[i]);
+    std::snprintf(byte, sizeof byte, " %02x", static_cast<unsigned char>(datagram.bytes[i]));
     dump += byte;
   }
   if (datagram.size > shown) dump += " and " + std::to_string(datagram.size - shown) + " more";
@@ -29,7 +29,7 @@ std::string hex_dump(const Datagram& datagram) {
 std::string add_entry_text(const KernelMessage& message) {
   std::string text = "ADD_ENTRY " + kind_text(message.kind) + ' ';
   text += message.kind == ENTRY_MAC ? mac_text(message.mac) : ip_text(message.ip);
-  return text + times_text({message.time_allowance, message.recheck_interval});
+  return text + times_text(message.time_allowance, message.recheck_interval);
 }
 
 std::string remove_entry_text(const KernelMessage& message) {
@@ -81,10 +81,14 @@ KernelMessage without_used_fields(KernelMessage rest) {
   return rest;
 }
 
-std::string deviations(const KernelMessage& message, std::uint32_t sender_port) {
+// A kernel module that hands messages on sends them from a port of its own, so the process id is
+// compared with the one at the daemon's start.
+std::string deviations(const KernelMessage& message, std::uint32_t daemon_pid) {
   std::string notes;
   expect(notes, "nlmsg_len", message.header.nlmsg_len, KERNEL_HEADER_LENGTH);
-  expect(notes, "nlmsg_pid", message.header.nlmsg_pid, sender_port);
+  if (daemon_pid != 0 && message.command != DAEMON_START) {
+    expect(notes, "nlmsg_pid", message.header.nlmsg_pid, daemon_pid);
+  }
   expect(notes, "length", message.length, KERNEL_MESSAGE_SIZE);
   const KernelMessage rest = without_used_fields(message);
   std::array<unsigned char, sizeof rest> bytes;
@@ -114,15 +118,21 @@ std::optional<KernelMessage> known_message(const Datagram& datagram) {
   }
 }
 
-std::string datagram_text(const Datagram& datagram) {
-  if (const auto garden = garden_text(datagram)) return *garden;
-  const std::optional<KernelMessage> message = known_message(datagram);
-  if (!message) {
+std::string datagram_text(const Datagram& datagram, std::uint32_t daemon_pid) {
+  std::string text;
+  std::string notes;
+  if (const auto garden = read_garden_message(datagram)) {
+    text = garden_text(*garden);
+    notes = garden->problem;
+    if (daemon_pid != 0) expect(notes, "nlmsg_pid", garden->sender_pid, daemon_pid);
+  } else if (const auto message = known_message(datagram)) {
+    text = command_text(*message);
+    notes = deviations(*message, daemon_pid);
+  } else {
     const bool sized = datagram.size == KERNEL_MESSAGE_SIZE;
-    return (sized ? "unknown command, " : "unknown message, ") + hex_dump(datagram);
+    text = (sized ? "unknown command, " : "unknown message, ") + hex_dump(datagram);
   }
-  const std::string notes = deviations(*message, datagram.sender_port);
-  return command_text(*message) + (notes.empty() ? "" : "  [DEVIATES: " + notes + "]");
+  return text + (notes.empty() ? "" : "  [DEVIATES: " + notes + "]");
 }
 
 std::string kind_text(std::uint32_t kind) {

@@ -1,4 +1,4 @@
-#include "gate/gate_socket.h"
+#include "gate/daemon_link.h"
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -16,8 +16,8 @@ namespace {
 
 constexpr int RECEIVE_BUFFER_SIZE = 8 * 1024 * 1024;
 
-[[noreturn]] void fail(const char* what) {
-  throw std::runtime_error(std::string(what) + ": " + std::strerror(errno));
+[[noreturn]] void fail(const std::string& what) {
+  throw std::runtime_error(what + ": " + std::strerror(errno));
 }
 
 // By the credentials that the kernel has put beside the message; what the message says of its
@@ -32,9 +32,18 @@ bool is_from_us(msghdr& message) {
   return false;
 }
 
+// 0 or the error number.
+int send_event(const DaemonLink& link, const GateEvent& event) {
+  const KernelMessage message = event_message(event);
+  const sockaddr_nl address = netlink_address(link.port);
+  const ssize_t sent = sendto(link.fd, &message, sizeof message, MSG_DONTWAIT,
+                              reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  return sent < 0 ? errno : 0;
+}
+
 }  // namespace
 
-int open_gate_socket() {
+int open_daemon_link() {
   const int fd = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK);
   if (fd < 0) fail("cannot open a netlink socket");
   enlarge_receive_buffer(fd, RECEIVE_BUFFER_SIZE);
@@ -46,17 +55,13 @@ int open_gate_socket() {
     if (errno == EADDRINUSE) {
       throw std::runtime_error(port + " is taken: is another gate running?");
     }
-    fail(("cannot bind " + port).c_str());
+    fail("cannot bind " + port);
   }
   return fd;
 }
 
-std::optional<Datagram> receive_datagram(int fd) {
-  Datagram datagram{.bytes = std::vector<unsigned char>(GATE_RECEIVE_LIMIT),
-                    .size = 0,
-                    .sender_port = 0,
-                    .from_us = false};
-  iovec vector{datagram.bytes.data(), datagram.bytes.size()};
+bool receive_datagram(DaemonLink& link, Datagram& datagram) {
+  iovec vector{link.buffer.data(), link.buffer.size()};
   sockaddr_nl sender{};
   alignas(cmsghdr) unsigned char control[CMSG_SPACE(sizeof(ucred))];
   msghdr message{};
@@ -66,20 +71,26 @@ std::optional<Datagram> receive_datagram(int fd) {
   message.msg_iovlen = 1;
   message.msg_control = control;
   message.msg_controllen = sizeof control;
-  const ssize_t size = recvmsg(fd, &message, MSG_DONTWAIT | MSG_TRUNC);
-  if (size < 0) return {};
+  const ssize_t size = recvmsg(link.fd, &message, MSG_DONTWAIT | MSG_TRUNC);
+  if (size < 0) return false;
   datagram.size = static_cast<std::size_t>(size);
-  datagram.bytes.resize(std::min(datagram.size, GATE_RECEIVE_LIMIT));
+  datagram.bytes = {link.buffer.data(), std::min(datagram.size, link.buffer.size())};
   datagram.sender_port = sender.nl_pid;
   datagram.from_us = is_from_us(message);
-  return datagram;
+  return true;
 }
 
-int send_event(int fd, std::uint32_t port, const KernelMessage& event) {
-  const sockaddr_nl address = netlink_address(port);
-  const ssize_t sent = sendto(fd, &event, sizeof event, MSG_DONTWAIT,
-                              reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  return sent < 0 ? errno : 0;
+int send_queue(DaemonLink& link) {
+  while (!link.queue.empty()) {
+    const int error = link.port == 0 ? ECONNREFUSED : send_event(link, link.queue.front());
+    if (error == EAGAIN) return error;
+    if (error != 0) {
+      link.queue.clear();
+      return error;
+    }
+    link.queue.pop_front();
+  }
+  return 0;
 }
 
 }  // namespace webauth

@@ -1,4 +1,4 @@
-#include "gate/garden_text.h"
+#include "gate/garden_reader.h"
 
 #include <linux/netlink.h>
 
@@ -15,15 +15,8 @@ namespace {
 
 constexpr std::size_t HEADERS_SIZE = NLMSG_HDRLEN + sizeof(GardenHeader);
 
-struct Attributes {
-  std::string name;  // as it came
-  std::optional<std::uint32_t> address;
-  std::string problem;
-};
-
 // The attributes behind the headers, in whatever order they come, up to one that does not fit.
-Attributes read_attributes(std::string_view bytes) {
-  Attributes found;
+void read_attributes(std::string_view bytes, GardenEntry& found) {
   while (!bytes.empty()) {
     nlattr attribute{};
     std::memcpy(&attribute, bytes.data(), std::min(bytes.size(), sizeof attribute));
@@ -44,7 +37,6 @@ Attributes read_attributes(std::string_view bytes) {
     }
     bytes.remove_prefix(padded);
   }
-  return found;
 }
 
 // Labels as dotted text; what follows a label that is cut short is left out.
@@ -61,29 +53,32 @@ std::string dotted_name(std::string_view labels) {
 
 }  // namespace
 
-std::optional<std::string> garden_text(const Datagram& datagram) {
-  const std::string_view bytes(reinterpret_cast<const char*>(datagram.bytes.data()),
-                               datagram.bytes.size());
-  if (bytes.size() < HEADERS_SIZE) return {};
+std::optional<GardenEntry> read_garden_message(const Datagram& datagram) {
+  if (datagram.bytes.size() < HEADERS_SIZE) return {};
   nlmsghdr header{};
   GardenHeader garden{};
-  std::memcpy(&header, bytes.data(), sizeof header);
-  std::memcpy(&garden, bytes.data() + NLMSG_HDRLEN, sizeof garden);
+  std::memcpy(&header, datagram.bytes.data(), sizeof header);
+  std::memcpy(&garden, datagram.bytes.data() + NLMSG_HDRLEN, sizeof garden);
   const bool name =
       garden.entry_class == GARDEN_CLASS_NAME && garden.message_code == GARDEN_HOST_NAME;
   const bool address =
       garden.entry_class == GARDEN_CLASS_ADDRESS && garden.message_code == GARDEN_HOST_ADDRESS;
   if (header.nlmsg_len != datagram.size || (!name && !address)) return {};
 
-  Attributes found = read_attributes(bytes.substr(HEADERS_SIZE));
-  std::string text = name ? "GARDEN_HOST_NAME " : "GARDEN_HOST_ADDRESS ";
-  text += dotted_name(found.name);
-  if (found.address) text += ' ' + ip_text(*found.address);
-  if (garden.marker != GARDEN_MARKER) found.problem = "marker " + std::to_string(garden.marker);
-  if (header.nlmsg_pid != datagram.sender_port) found.problem = "nlmsg_pid is not the sender";
-  if (found.name.empty()) found.problem = "no name";
-  if (found.address.has_value() != address) found.problem = "address missing or not expected";
-  if (!found.problem.empty()) text += "  [DEVIATES: " + found.problem + "]";
+  GardenEntry entry;
+  entry.is_address = address;
+  entry.sender_pid = header.nlmsg_pid;
+  read_attributes(datagram.bytes.substr(HEADERS_SIZE), entry);
+  if (garden.marker != GARDEN_MARKER) entry.problem = "marker " + std::to_string(garden.marker);
+  if (entry.name.empty()) entry.problem = "no name";
+  if (entry.address.has_value() != address) entry.problem = "address missing or not expected";
+  return entry;
+}
+
+std::string garden_text(const GardenEntry& entry) {
+  std::string text = entry.is_address ? "GARDEN_HOST_ADDRESS " : "GARDEN_HOST_NAME ";
+  text += dotted_name(entry.name);
+  if (entry.address) text += ' ' + ip_text(*entry.address);
   return text;
 }
 

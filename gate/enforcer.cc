@@ -1,0 +1,233 @@
+#include "gate/enforcer.h"
+
+#include <net/if.h>
+#include <sys/epoll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+#include "common/clock.h"
+#include "common/fd_guard.h"
+#include "common/neighbour.h"
+#include "common/service_ready.h"
+#include "common/standard_descriptors.h"
+#include "gate/activity.h"
+#include "gate/dns_answer.h"
+#include "gate/enforcer_state.h"
+#include "gate/garden_reader.h"
+#include "gate/message_text.h"
+#include "gate/policy_store.h"
+#include "gate/state_file.h"
+#include "gate/table_watch.h"
+
+namespace webauth {
+namespace {
+
+constexpr int MESSAGES_PER_PASS = 512;  // one transaction, or a few
+constexpr Millis SEND_RETRY = 20;
+constexpr Millis VERIFY_AFTER = 300;  // at least this long between two
+constexpr std::uint32_t LEAST_TTL = 3'600;
+constexpr std::uint32_t MOST_TTL = 86'400;
+
+Millis steady_millis() { return steady_microseconds() / 1'000; }
+
+// Whether what the gate's successor must know has changed.
+bool serve_message(Enforcer& gate, const Datagram& datagram, Effects& effects) {
+  if (gate.options.verbose) print_lines(gate.output, datagram_text(datagram, gate.daemon_pid));
+  if (const auto garden = read_garden_message(datagram)) {
+    if (garden->is_address && garden->address) {
+      add_garden_address(gate.table, *garden->address, effects);
+    }
+    return !garden->is_address && gate.table.names.insert(lower_case(garden->name)).second;
+  }
+  const auto message = known_message(datagram);
+  if (!message) return false;
+  handle_message(gate.table, *message, gate.around, effects);
+  if (message->command == DAEMON_START) {
+    gate.daemon.port = datagram.sender_port;
+    gate.daemon_pid = message->header.nlmsg_pid;
+  } else if (gate.daemon.port == 0) {
+    gate.daemon.port = datagram.sender_port;  // an earlier gate's daemon, of which no state tells
+  }
+  return message->command == DAEMON_START || message->command == SET_TIMEOUTS;
+}
+
+// The answers of the DNS are looked at only while there are names to look for.
+void watch_names(Enforcer& gate) {
+  const bool wanted = !gate.table.names.empty();
+  if (gate.options.rules.watch_names == wanted) return;
+  gate.options.rules.watch_names = wanted;
+  try {
+    load_ruleset(gate.options.rules);
+    gate.stamp = table_stamp(gate.policy).value_or(0);
+  } catch (const std::runtime_error& error) {
+    say(gate, error.what());
+  }
+}
+
+void serve_daemon(Enforcer& gate) {
+  Effects effects;
+  Datagram datagram;
+  bool has_news = false;
+  for (int i = 0; i < MESSAGES_PER_PASS && receive_datagram(gate.daemon, datagram); ++i) {
+    if (datagram.from_us && serve_message(gate, datagram, effects)) has_news = true;
+  }
+  carry_out(gate, std::move(effects));
+  if (!has_news) return;
+  watch_names(gate);
+  if (!write_state(gate.options.state_folder, gate.table, gate.daemon.port)) {
+    say(gate, "cannot write " + gate.options.state_folder + ": " + std::strerror(errno));
+  }
+}
+
+void learn_addresses(const SessionTable& table, std::string_view packet, Effects& effects) {
+  const DnsAnswer answer = read_dns_answer(udp_payload(packet));
+  if (!table.names.contains(answer.name)) return;
+  for (const NamedAddress& address : answer.addresses) {
+    const Millis seconds = std::clamp(address.ttl, LEAST_TTL, MOST_TTL);
+    effects.changes.push_back({.set = PolicySet::GARDEN_LEARNED,
+                               .change = ElementChange::RENEW,
+                               .key = key_of(address.ip),
+                               .timeout = seconds * 1'000});
+  }
+}
+
+void serve_activity(Enforcer& gate) {
+  Effects effects;
+  const int error = read_activity(gate.activity, [&](const Notice& notice) {
+    if (notice.prefix == LOG_USER) bind_user(gate.table, notice.packet, effects);
+    if (notice.prefix == LOG_MAC) {
+      begin_visit(gate.table, ENTRY_MAC, notice.packet, gate.around, effects);
+    }
+    if (notice.prefix == LOG_IP) {
+      begin_visit(gate.table, ENTRY_IP, notice.packet, gate.around, effects);
+    }
+    if (notice.prefix == LOG_IP6) note_ip6(gate.table, notice.packet, effects);
+    if (notice.prefix == LOG_DNS) learn_addresses(gate.table, notice.payload, effects);
+  });
+  carry_out(gate, std::move(effects));
+  if (error != 0) reconcile(gate);
+}
+
+void serve_watch(Enforcer& gate) {
+  if (!was_changed_by_others(gate.watch, gate.policy.port())) return;
+  gate.verify_at = std::max(gate.around.now(), gate.verified_at + VERIFY_AFTER);
+}
+
+// What is due by the clock. Returns when to be called again, in milliseconds for epoll.
+int serve_clock(Enforcer& gate) {
+  const Millis now = gate.around.now();
+  Effects effects;
+  const bool more = expire(gate.table, gate.around, effects);
+  carry_out(gate, std::move(effects));
+  if (gate.retry_at != 0 && now >= gate.retry_at) carry_out_pending(gate);
+  if (gate.verify_at != 0 && now >= gate.verify_at && gate.pending.empty()) verify(gate);
+  const bool is_daemon_busy = send_queue(gate.daemon) == EAGAIN;
+
+  Millis next = next_deadline(gate.table).value_or(LLONG_MAX);
+  if (more) next = now;
+  if (gate.retry_at != 0) next = std::min(next, gate.retry_at);
+  if (gate.verify_at != 0 && gate.pending.empty()) next = std::min(next, gate.verify_at);
+  if (is_daemon_busy) next = std::min(next, now + SEND_RETRY);
+  if (next == LLONG_MAX) return -1;
+  return static_cast<int>(std::clamp<Millis>(next - gate.around.now(), 0, INT_MAX));
+}
+
+struct Watched {
+  int fd;
+  void (*serve)(Enforcer&);
+};
+
+// A descriptor that ends a loop when the process is asked to end.
+int open_end_signal() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  return signalfd(-1, &signals, SFD_CLOEXEC);
+}
+
+int serve(Enforcer& gate, int end_signal) {
+  const Watched watched[] = {
+      {gate.daemon.fd, serve_daemon},
+      {gate.activity.fd(), serve_activity},
+      {gate.watch.fd(), serve_watch},
+      {gate.conntrack.table.fd(), [](Enforcer& e) { go_on_to_forget(e.conntrack); }},
+      {end_signal, nullptr}};
+  const FdGuard epoll(epoll_create1(EPOLL_CLOEXEC));
+  for (std::uint32_t i = 0; i < std::size(watched); ++i) {
+    epoll_event event{.events = EPOLLIN, .data{.u32 = i}};
+    if (epoll_ctl(epoll.get(), EPOLL_CTL_ADD, watched[i].fd, &event) != 0) {
+      throw std::runtime_error(std::string("cannot wait: ") + std::strerror(errno));
+    }
+  }
+  for (;;) {
+    epoll_event ready[std::size(watched)];
+    const int count = epoll_wait(epoll.get(), ready, std::size(ready), serve_clock(gate));
+    std::uint32_t is_ready = 0;
+    for (int i = 0; i < count; ++i) is_ready |= 1U << ready[i].data.u32;
+    // In the order of the table: the daemon first, since it waits while the gate's buffer is full.
+    for (std::uint32_t i = 0; i < std::size(watched); ++i) {
+      if ((is_ready & 1U << i) == 0) continue;
+      if (watched[i].serve == nullptr) return 0;
+      watched[i].serve(gate);
+    }
+  }
+}
+
+void look_around(Enforcer& gate) {
+  gate.around.now = steady_millis;
+  gate.around.find_mac = [&gate](std::uint32_t ip) -> std::optional<MacAddress> {
+    const unsigned index = if_nametoindex(gate.options.rules.lan.c_str());
+    const auto found = find_neighbour(gate.neighbours, static_cast<int>(index), ip);
+    if (!found || !found->is_certain) return {};
+    return found->mac;
+  };
+  gate.around.last_packet = [&gate](PolicySet set, const ElementKey& key) -> std::optional<Millis> {
+    const auto element = find_element(gate.policy, set, key);
+    if (!element) return {};
+    return steady_millis() - (SEEN_MILLISECONDS - element->left);
+  };
+}
+
+}  // namespace
+
+int run_enforcer(const EnforceOptions& options) {
+  occupy_standard_descriptors();
+  (void)std::signal(SIGPIPE, SIG_IGN);
+  if (if_nametoindex(options.rules.lan.c_str()) == 0) {
+    throw std::runtime_error("there is no interface " + options.rules.lan);
+  }
+  const FdGuard daemon(open_daemon_link());
+  const FdGuard neighbours(open_neighbour_socket());
+  const FdGuard end_signal(open_end_signal());
+  make_state_folder(options.state_folder);
+  Enforcer gate;
+  gate.options = options;
+  gate.daemon.fd = daemon.get();
+  gate.neighbours = neighbours.get();
+  gate.activity = open_activity();
+  gate.policy = open_nfnetlink();
+  gate.watch = open_table_watch();
+  gate.conntrack = open_conntrack();
+  look_around(gate);
+  take_over(gate);
+  say(gate, "enforcing on " + options.rules.lan);
+  tell_service_ready();
+  return serve(gate, end_signal.get());
+}
+
+void remove_enforcement(const std::string& state_folder) {
+  remove_ruleset();
+  remove_state(state_folder);
+}
+
+}  // namespace webauth

@@ -1,0 +1,142 @@
+#include "gate/session_change.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace webauth {
+namespace {
+
+constexpr Millis SWEEP_AFTER = 200;
+// How much longer than the gate the kernel lets a user pass: for a gate that is dead.
+constexpr Millis KERNEL_GRACE = 6'000;
+
+void move_timer(SessionTable& table, Timer timer, Millis at) {
+  table.timers.erase(timer);
+  timer.at = at;
+  if (at != NEVER) table.timers.insert(timer);
+}
+
+void release_mac(SessionTable& table, const MacAddress& mac, const Surroundings& around,
+                 Effects& effects) {
+  const auto count = table.user_macs.find(mac);
+  if (count == table.user_macs.end() || --count->second > 0) return;
+  table.user_macs.erase(count);
+  effects.changes.push_back({PolicySet::USER_MACS, ElementChange::REMOVE, key_of(mac)});
+  effects.changes.push_back({PolicySet::SEEN_MACS_IP6, ElementChange::REMOVE, key_of(mac)});
+  forget_ip6(table, mac, around, effects);
+}
+
+}  // namespace
+
+void put_user(std::uint32_t ip, const User& user, const Surroundings& around, Effects& effects) {
+  const Millis left = user.deadline == 0 ? 0 : user.deadline - around.now() + KERNEL_GRACE;
+  effects.changes.push_back({.set = PolicySet::USERS,
+                             .change = ElementChange::RENEW,
+                             .key = key_of(ip),
+                             .timeout = user.deadline == 0 ? 0 : std::max<Millis>(left, 1),
+                             .data = {.since = user.since,
+                                      .deadline = user.deadline,
+                                      .idle = user.idle,
+                                      .recheck = user.recheck}});
+}
+
+void put_binding(std::uint32_t ip, const User& user, Effects& effects) {
+  if (user.mac) {
+    effects.changes.push_back({PolicySet::BOUND, ElementChange::ADD, key_of(ip, *user.mac)});
+    effects.changes.push_back({PolicySet::USER_MACS, ElementChange::ADD, key_of(*user.mac)});
+  } else {
+    effects.changes.push_back({PolicySet::UNBOUND, ElementChange::ADD, key_of(ip)});
+  }
+}
+
+void bind(SessionTable& table, std::uint32_t ip, User& user, const MacAddress& mac,
+          Effects& effects) {
+  user.mac = mac;
+  ++table.user_macs[mac];
+  put_binding(ip, user, effects);
+  effects.changes.push_back({PolicySet::UNBOUND, ElementChange::REMOVE, key_of(ip)});
+}
+
+void unbind(SessionTable& table, std::uint32_t ip, User& user, const Surroundings& around,
+            Effects& effects) {
+  if (user.mac) {
+    effects.changes.push_back({PolicySet::BOUND, ElementChange::REMOVE, key_of(ip, *user.mac)});
+    release_mac(table, *user.mac, around, effects);
+    user.mac.reset();
+  } else {
+    effects.changes.push_back({PolicySet::UNBOUND, ElementChange::REMOVE, key_of(ip)});
+  }
+}
+
+void end_user(SessionTable& table, std::uint32_t ip, const Surroundings& around, Effects& effects) {
+  const auto user = table.users.find(ip);
+  effects.changes.push_back({PolicySet::USERS, ElementChange::REMOVE, key_of(ip)});
+  unbind(table, ip, user->second, around, effects);
+  effects.changes.push_back({PolicySet::SEEN_USERS, ElementChange::REMOVE, key_of(ip)});
+  effects.cut.push_back(ip);
+  table.timers.erase({user->second.timer, true, {ip, {}}});
+  table.users.erase(user);
+}
+
+void forget_visit(const VisitorKey& key, Effects& effects) {
+  const auto& [ip, mac] = key;
+  effects.changes.push_back({PolicySet::REPORTED, ElementChange::REMOVE, key_of(mac, ip)});
+  if (mac == MacAddress{}) {
+    effects.changes.push_back({PolicySet::SEEN_IPS, ElementChange::REMOVE, key_of(ip)});
+  } else {
+    effects.changes.push_back({PolicySet::MAC_IPS, ElementChange::REMOVE, key_of(ip)});
+    effects.changes.push_back({PolicySet::SEEN_MACS, ElementChange::REMOVE, key_of(mac, ip)});
+  }
+}
+
+VisitorPosition end_visit(SessionTable& table, VisitorPosition visitor, Effects& effects) {
+  forget_visit(visitor->first, effects);
+  table.timers.erase({visitor->second.timer, false, visitor->first});
+  return table.visitors.erase(visitor);
+}
+
+void forget_ip6(SessionTable& table, const MacAddress& mac, const Surroundings& around,
+                Effects& effects) {
+  const auto known = table.ip6.find(mac);
+  if (known == table.ip6.end() || may_pass(table, mac)) return;
+  for (const Ip6Address& ip6 : known->second) {
+    remove_ip6(mac, ip6, effects);
+    sweep_later(table, around.now(), mac, {PolicySet::IP6, ElementChange::REMOVE, key_of(ip6)});
+  }
+  table.ip6.erase(known);
+}
+
+void remove_ip6(const MacAddress& mac, const Ip6Address& ip6, Effects& effects) {
+  effects.changes.push_back({PolicySet::IP6, ElementChange::REMOVE, key_of(ip6)});
+  effects.changes.push_back({PolicySet::SEEN_IP6, ElementChange::REMOVE, key_of(mac, ip6)});
+}
+
+void sweep_later(SessionTable& table, Millis now, const MacAddress& mac, const SetChange& change) {
+  table.sweeps.push_back({now + SWEEP_AFTER, mac, change});
+}
+
+bool may_pass(const SessionTable& table, const MacAddress& mac) {
+  return table.user_macs.contains(mac) || table.macs.contains(mac);
+}
+
+Millis idle_millis(std::uint32_t seconds) {
+  return std::min(Millis{seconds} * 1'000, SEEN_MILLISECONDS);
+}
+
+void schedule(SessionTable& table, std::uint32_t ip, User& user) {
+  Millis next = NEVER;
+  if (user.deadline != 0) next = user.deadline;
+  if (user.idle != 0) next = std::min(next, user.active + idle_millis(user.idle));
+  if (user.recheck != 0) next = std::min(next, user.next_check);
+  move_timer(table, {user.timer, true, {ip, {}}}, next);
+  user.timer = next;
+}
+
+void schedule(SessionTable& table, const VisitorKey& key, Visitor& visitor) {
+  const std::uint32_t idle = table.timeouts ? table.timeouts->idle : 0;
+  const Millis next = idle != 0 ? visitor.active + idle_millis(idle) : NEVER;
+  move_timer(table, {visitor.timer, false, key}, next);
+  visitor.timer = next;
+}
+
+}  // namespace webauth

@@ -1,0 +1,60 @@
+// The steps that the handlers of the session table share: each changes the table and notes what
+// that does to the sets. Nothing here waits or fails.
+#pragma once
+
+#include <limits>
+
+#include "gate/session_table.h"
+
+namespace webauth {
+
+inline constexpr Millis NEVER = std::numeric_limits<Millis>::max();
+
+/// How many IPv6 addresses one MAC address may use at a time.
+inline constexpr std::size_t MOST_IP6 = 32;
+
+/// The user's element with what is left of its time.
+void put_user(std::uint32_t ip, const User& user, const Surroundings& around, Effects& effects);
+
+/// Ties the address to the user's MAC address, or leaves it open while that is unknown.
+void put_binding(std::uint32_t ip, const User& user, Effects& effects);
+
+/// Gives a user that has no MAC address one.
+void bind(SessionTable& table, std::uint32_t ip, User& user, const MacAddress& mac,
+          Effects& effects);
+
+/// The opposite of both: the address is not a user's any more, until it is bound anew.
+void unbind(SessionTable& table, std::uint32_t ip, User& user, const Surroundings& around,
+            Effects& effects);
+
+/// The user passes no longer; nobody is told.
+void end_user(SessionTable& table, std::uint32_t ip, const Surroundings& around, Effects& effects);
+
+using VisitorPosition = std::map<VisitorKey, Visitor>::iterator;
+
+/// Takes what the sets know of an active period out of them.
+void forget_visit(const VisitorKey& key, Effects& effects);
+
+/// The active period is over; nobody is told. Returns the next visitor.
+VisitorPosition end_visit(SessionTable& table, VisitorPosition visitor, Effects& effects);
+
+/// Takes the IPv6 addresses behind a MAC address that no longer passes out of the sets; one that
+/// still does keeps them.
+void forget_ip6(SessionTable& table, const MacAddress& mac, const Surroundings& around,
+                Effects& effects);
+void remove_ip6(const MacAddress& mac, const Ip6Address& ip6, Effects& effects);
+
+/// Whether packets of this MAC address pass, whatever their address.
+bool may_pass(const SessionTable& table, const MacAddress& mac);
+
+/// An idle time-out as the gate keeps it, bounded by what the data path knows.
+Millis idle_millis(std::uint32_t seconds);
+
+/// Repeats a change in a moment, unless `mac` passes again by then.
+void sweep_later(SessionTable& table, Millis now, const MacAddress& mac, const SetChange& change);
+
+/// Sets the timer for when the user, or the visitor, is to be judged next.
+void schedule(SessionTable& table, std::uint32_t ip, User& user);
+void schedule(SessionTable& table, const VisitorKey& key, Visitor& visitor);
+
+}  // namespace webauth

@@ -1,0 +1,139 @@
+// The session table's timers, and what an earlier gate or somebody else left of the sets.
+#include <algorithm>
+
+#include "gate/session_change.h"
+#include "gate/session_table.h"
+
+namespace webauth {
+namespace {
+
+// How many are judged at a time, so that an admission meanwhile does not wait for all of them.
+constexpr int MOST_JUDGED = 256;
+
+constexpr Millis LONG_AGO = std::numeric_limits<Millis>::min() / 2;
+
+void note_activity(Millis& active, const Surroundings& around, PolicySet set,
+                   const ElementKey& key) {
+  active = std::max(active, around.last_packet(set, key).value_or(active));
+}
+
+bool is_idle(std::uint32_t idle, Millis active, Millis now) {
+  return idle != 0 && now >= active + idle_millis(idle);
+}
+
+bool has_ended(std::uint32_t ip, User& user, const Surroundings& around) {
+  const Millis now = around.now();
+  if (user.deadline != 0 && now >= user.deadline) return true;
+  if (!is_idle(user.idle, user.active, now)) return false;
+  note_activity(user.active, around, PolicySet::SEEN_USERS, key_of(ip));
+  if (user.mac) note_activity(user.active, around, PolicySet::SEEN_MACS_IP6, key_of(*user.mac));
+  return is_idle(user.idle, user.active, now);
+}
+
+void judge_user(SessionTable& table, const Timer& timer, const Surroundings& around,
+                Effects& effects) {
+  const std::uint32_t ip = timer.key.ip;
+  const auto user = table.users.find(ip);
+  if (has_ended(ip, user->second, around)) {
+    end_user(table, ip, around, effects);
+    effects.events.push_back({ENTRY_OFFLINE, ip});
+    return;
+  }
+  if (user->second.recheck != 0 && around.now() >= user->second.next_check) {
+    effects.events.push_back({CHECK_EXPIRY, ip});
+    user->second.next_check = around.now() + Millis{user->second.recheck} * 1'000;
+  }
+  schedule(table, ip, user->second);
+}
+
+void judge_visitor(SessionTable& table, const Timer& timer, const Surroundings& around,
+                   Effects& effects) {
+  const auto visitor = table.visitors.find(timer.key);
+  const auto& [ip, mac] = timer.key;
+  Millis& active = visitor->second.active;
+  if (mac == MacAddress{}) {
+    note_activity(active, around, PolicySet::SEEN_IPS, key_of(ip));
+  } else {
+    note_activity(active, around, PolicySet::SEEN_MACS, key_of(mac, ip));
+    note_activity(active, around, PolicySet::SEEN_MACS_IP6, key_of(mac));
+  }
+  if (is_idle(table.timeouts->idle, active, around.now())) {
+    end_visit(table, visitor, effects);
+    effects.events.push_back({ENTRY_OFFLINE, ip});
+  } else {
+    schedule(table, timer.key, visitor->second);
+  }
+}
+
+void sweep(SessionTable& table, Millis now, Effects& effects) {
+  const auto due = std::find_if(table.sweeps.begin(), table.sweeps.end(),
+                                [&](const Sweep& sweep) { return sweep.at > now; });
+  for (auto at = table.sweeps.begin(); at != due; ++at) {
+    if (!may_pass(table, at->mac)) effects.changes.push_back(at->change);
+  }
+  table.sweeps.erase(table.sweeps.begin(), due);
+}
+
+}  // namespace
+
+bool expire(SessionTable& table, const Surroundings& around, Effects& effects) {
+  sweep(table, around.now(), effects);
+  for (int judged = 0; judged < MOST_JUDGED; ++judged) {
+    if (table.timers.empty() || table.timers.begin()->at > around.now()) return false;
+    const Timer timer = *table.timers.begin();
+    if (timer.is_user) {
+      judge_user(table, timer, around, effects);
+    } else {
+      judge_visitor(table, timer, around, effects);
+    }
+  }
+  return true;
+}
+
+std::optional<Millis> next_deadline(const SessionTable& table) {
+  std::optional<Millis> next;
+  if (!table.timers.empty()) next = table.timers.begin()->at;
+  if (!table.sweeps.empty()) next = std::min(next.value_or(table.sweeps[0].at), table.sweeps[0].at);
+  return next;
+}
+
+void adopt_user(SessionTable& table, std::uint32_t ip, const UserData& data,
+                std::optional<MacAddress> mac) {
+  User user{.recheck = data.recheck,
+            .idle = data.idle,
+            .since = data.since,
+            .deadline = data.deadline,
+            .next_check = data.since + Millis{data.recheck} * 1'000,
+            .active = data.since,
+            .mac = mac};
+  if (mac) ++table.user_macs[*mac];
+  schedule(table, ip, table.users[ip] = user);
+}
+
+void adopt_visitor(SessionTable& table, const VisitorKey& key) {
+  Visitor& visitor = table.visitors[key];
+  visitor.active = LONG_AGO;  // the data path knows better
+  schedule(table, key, visitor);
+}
+
+void restore_elements(SessionTable& table, const Surroundings& around, Effects& effects) {
+  for (auto& [ip, user] : table.users) {
+    user.active = around.now();
+    put_user(ip, user, around, effects);
+    put_binding(ip, user, effects);
+  }
+  for (auto& [key, visitor] : table.visitors) {
+    visitor.active = around.now();
+    effects.changes.push_back({PolicySet::REPORTED, ElementChange::ADD, key_of(key.mac, key.ip)});
+  }
+  const auto add = [&](PolicySet set, const auto& elements) {
+    for (const auto& element : elements) {
+      effects.changes.push_back({set, ElementChange::ADD, key_of(element)});
+    }
+  };
+  add(PolicySet::MACS, table.macs);
+  add(PolicySet::IPS, table.ips);
+  add(PolicySet::GARDEN, table.garden);
+}
+
+}  // namespace webauth
