@@ -23,9 +23,9 @@ constexpr int LINE_SIZE = 1200;  // a name has 468 bytes at most, two digits eac
 
 std::string hexadecimal(std::string_view bytes) {
   std::string text;
-  for (const unsigned char byte : bytes) {
+  for (const char byte : bytes) {
     char digits[3];
-    std::snprintf(digits, sizeof digits, "%02x", byte);
+    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(byte));
     text += digits;
   }
   return text;
