@@ -5,10 +5,14 @@
 namespace webauth {
 namespace {
 
-constexpr char SEEN[] = "flags dynamic,timeout; timeout 365d; size 1048576;";
-constexpr char SEEN_LATELY[] = "flags dynamic,timeout; timeout 1h; size 131072;";
-constexpr char GRACE[] = "flags timeout; timeout 5s; size 262144;";
-constexpr char LISTED[] = "size 1048576;";  // the longest range of the daemon's lists
+// A set that may time out is a table that grows; one that may not is as large from the start as it
+// can ever be, megabytes of the kernel's memory. The data path's sets must have a limit.
+constexpr char WRITTEN[] = "flags timeout; gc-interval 1h;";
+constexpr char ENDING[] = "flags timeout; gc-interval 1m;";
+constexpr char LEARNED[] = "flags timeout; gc-interval 1m; size 8192;";
+constexpr char GRACE[] = "flags timeout; timeout 5s;";
+constexpr char SEEN[] = "flags dynamic,timeout; timeout 365d; gc-interval 1h; size 131072;";
+constexpr char SEEN_LATELY[] = "flags dynamic,timeout; timeout 1h; gc-interval 1m; size 131072;";
 
 template <typename Part>
 void append_part(ElementKey& key, const Part& part) {
@@ -31,17 +35,17 @@ ElementKey key_of_parts(const Parts&... parts) {
 }  // namespace
 
 const SetShape SET_SHAPES[POLICY_SET_COUNT] = {
-    {"users", "ipv4_addr", "flags timeout; size 131072;"},
-    {"bound", "ipv4_addr . ether_addr", "size 131072;"},
-    {"unbound", "ipv4_addr", "size 131072;"},
-    {"user_macs", "ether_addr", "size 131072;"},
-    {"macs", "ether_addr", LISTED},
-    {"ips", "ipv4_addr", LISTED},
-    {"garden", "ipv4_addr", LISTED},
-    {"garden_learned", "ipv4_addr", "flags timeout; size 8192;"},
+    {"users", "ipv4_addr", ENDING},
+    {"bound", "ipv4_addr . ether_addr", WRITTEN},
+    {"unbound", "ipv4_addr", WRITTEN},
+    {"user_macs", "ether_addr", ENDING},
+    {"macs", "ether_addr", WRITTEN},
+    {"ips", "ipv4_addr", WRITTEN},
+    {"garden", "ipv4_addr", WRITTEN},
+    {"garden_learned", "ipv4_addr", LEARNED},
     {"grace_ips", "ipv4_addr", GRACE},
     {"grace_macs", "ether_addr", GRACE},
-    {"reported", "ether_addr . ipv4_addr", "size 262144;"},
+    {"reported", "ether_addr . ipv4_addr", WRITTEN},
     {"seen_users", "ipv4_addr", SEEN},
     {"seen_ips", "ipv4_addr", SEEN},
     {"seen_macs", "ether_addr . ipv4_addr", SEEN},
