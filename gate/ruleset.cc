@@ -58,10 +58,15 @@ std::string log_text(const char* prefix, int bytes) {
          " snaplen " + std::to_string(bytes);
 }
 
+// An answer to a source that is not behind the LAN would go out by another interface, with what a
+// held-back client wrote in it.
+constexpr char IS_SPOOFED[] = "fib saddr . iif oif missing";
+
 // What becomes of packets that nothing lets pass.
 std::string refuse_rules(const RulesetOptions& options) {
   std::string text =
-      rules_text("refuse", {"ip saddr @grace_ips drop", "ether saddr @grace_macs drop"});
+      rules_text("refuse", {"ip saddr @grace_ips drop", "ether saddr @grace_macs drop",
+                            std::string(IS_SPOOFED) + " drop"});
   if (!options.refuse) return text + rules_text("refuse", {"drop"});
   return text + rules_text("refuse", {"meta l4proto tcp reject with tcp reset",
                                       "reject with icmpx admin-prohibited"});
@@ -117,10 +122,11 @@ std::string input_rules(const RulesetOptions& options) {
                      "ip saddr . ether saddr @bound accept", "ip saddr @unbound accept",
                      "ether saddr @macs accept", "ip saddr @ips accept",
                      options.ipv6 ? "meta nfproto ipv6 ether saddr @user_macs accept" : "continue",
-                     "udp dport { 53, 67 } accept", "tcp dport { 53, " + ports + " } accept",
-                     "ip6 saddr fe80::/10 udp dport 547 accept",
+                     "udp dport 67 accept", "ip6 saddr fe80::/10 udp dport 547 accept",
                      "icmpv6 type { nd-router-solicit, nd-neighbor-solicit, nd-neighbor-advert, "
                      "mld-listener-report, mld2-listener-report } accept",
+                     std::string(IS_SPOOFED) + " drop", "udp dport 53 accept",
+                     "tcp dport { 53, " + ports + " } accept",
                      "icmp type echo-request limit rate 20/second accept",
                      "icmpv6 type echo-request limit rate 20/second accept", "goto refuse"}) +
          rules_text("input", {"iifname \"" + options.lan + "\" goto to_router"});
