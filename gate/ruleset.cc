@@ -119,8 +119,9 @@ std::string input_rules(const RulesetOptions& options) {
       std::to_string(options.portal_port) + ", " + std::to_string(options.portal_tls_port);
   return rules_text("to_router",
                     {"ct direction reply ct state established,related accept",
-                     "ip saddr . ether saddr @bound accept", "ip saddr @unbound accept",
-                     "ether saddr @macs accept", "ip saddr @ips accept",
+                     "ip saddr @users ip saddr . ether saddr @bound accept",
+                     "ip saddr @users ip saddr @unbound accept", "ether saddr @macs accept",
+                     "ip saddr @ips accept",
                      options.ipv6 ? "meta nfproto ipv6 ether saddr @user_macs accept" : "continue",
                      "udp dport 67 accept", "ip6 saddr fe80::/10 udp dport 547 accept",
                      "icmpv6 type { nd-router-solicit, nd-neighbor-solicit, nd-neighbor-advert, "
@@ -132,13 +133,17 @@ std::string input_rules(const RulesetOptions& options) {
          rules_text("input", {"iifname \"" + options.lan + "\" goto to_router"});
 }
 
-// Held-back clients' web and name requests end at the router.
+// Held-back clients' web and name requests end at the router; but not those between two of them that
+// a bridge hands to the rules.
 std::string nat_rules(const RulesetOptions& options) {
+  const std::string lan = '"' + options.lan + '"';
   return rules_text("prerouting",
-                    {"iifname != \"" + options.lan + "\" return", "meta nfproto != ipv4 return",
-                     "ip saddr . ether saddr @bound return", "ip saddr @unbound return",
-                     "ether saddr @macs return", "ip saddr @ips return", "ip daddr @garden return",
+                    {"iifname != " + lan + " return", "meta nfproto != ipv4 return",
+                     "ip saddr @users ip saddr . ether saddr @bound return",
+                     "ip saddr @users ip saddr @unbound return", "ether saddr @macs return",
+                     "ip saddr @ips return", "ip daddr @garden return",
                      "ip daddr @garden_learned return", "fib daddr type local return",
+                     "fib daddr oifname " + lan + " return",
                      "tcp dport 80 redirect to :" + std::to_string(options.portal_port),
                      "meta l4proto { tcp, udp } th dport 53 redirect to :53"});
 }
