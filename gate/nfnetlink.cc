@@ -70,17 +70,19 @@ int talk(Nfnetlink& link, const void* messages, std::size_t size, const Answer& 
   if (mnl_socket_sendto(link.socket.get(), messages, size) < 0) return errno;
   alignas(nlmsghdr) char bytes[ANSWER_BYTES];
   Outcome outcome;
+  int failure = 0;  // of receiving
   for (;;) {
     const ssize_t count = recv(link.fd(), bytes, sizeof bytes, MSG_DONTWAIT);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0 && errno == EAGAIN) break;
-    if (count < 0) {
-      note(outcome, errno);
-      if (errno != ENOBUFS) break;
-      continue;
+    if (count >= 0) {
+      take_datagram(bytes, static_cast<int>(count), answer, outcome);
+    } else if (errno == EAGAIN) {
+      break;
+    } else if (errno != EINTR) {
+      failure = errno;
+      if (errno != ENOBUFS) break;  // many errors at a time: the first of them is behind it
     }
-    take_datagram(bytes, static_cast<int>(count), answer, outcome);
   }
+  note(outcome, failure);
   if (!outcome.over) note(outcome, EIO);
   return outcome.error;
 }
