@@ -3,14 +3,20 @@
 #include <linux/netfilter/nf_conntrack_common.h>
 #include <linux/netfilter/nfnetlink_conntrack.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
+
+#include "common/clock.h"
 
 namespace webauth {
 namespace {
 
 // The kernel's flag for "compare the source address"; its headers do not show it.
 constexpr std::uint32_t FILTER_SOURCE = 1U << 0;
+
+constexpr std::int64_t CUT_PATIENCE_US = 1'000'000;
+constexpr std::int64_t PAUSE_FACTOR = 3;  // of what the last look took
 
 constexpr int conntrack_type(int message) { return NFNL_SUBSYS_CTNETLINK << 8 | message; }
 
@@ -104,12 +110,17 @@ Conntrack open_conntrack() {
 }
 
 void forget_connections(Conntrack& conntrack, std::uint32_t ip, Forget which) {
-  Forget& wanted = conntrack.wanted[ip];
-  if (which == Forget::ALL) wanted = which;
+  const std::int64_t due = steady_microseconds() + (which == Forget::ALL ? CUT_PATIENCE_US : 0);
+  conntrack.due = conntrack.wanted.empty() ? due : std::min(conntrack.due, due);
+  conntrack.wanted[ip] = which;
+  const auto looked_for = conntrack.looked_for.find(ip);
+  if (looked_for != conntrack.looked_for.end()) looked_for->second = which;
 }
 
 void begin_to_forget(Conntrack& conntrack) {
-  if (conntrack.looking || conntrack.wanted.empty()) return;
+  const std::int64_t now = steady_microseconds();
+  if (now < next_look(conntrack).value_or(now + 1)) return;
+  conntrack.began_at = now;
   conntrack.looked_for = std::exchange(conntrack.wanted, {});
   alignas(nlmsghdr) char buffer[256];
   nlmsghdr* request =
@@ -132,11 +143,19 @@ void go_on_to_forget(Conntrack& conntrack) {
       &over);
   if (!over && error == 0) return;
   conntrack.looking = false;
+  const std::int64_t now = steady_microseconds();
+  conntrack.not_before = now + PAUSE_FACTOR * (now - conntrack.began_at);
   if (conntrack.filters && (error == EINVAL || error == EOPNOTSUPP)) {
     conntrack.filters = false;
+    conntrack.due = now;
     conntrack.wanted.merge(conntrack.looked_for);
   }
-  begin_to_forget(conntrack);
+  conntrack.looked_for.clear();
+}
+
+std::optional<std::int64_t> next_look(const Conntrack& conntrack) {
+  if (conntrack.looking || conntrack.wanted.empty()) return {};
+  return std::max(conntrack.due, conntrack.not_before);
 }
 
 }  // namespace webauth

@@ -38,7 +38,8 @@ int send_event(const DaemonLink& link, const GateEvent& event) {
   const sockaddr_nl address = netlink_address(link.port);
   const ssize_t sent = sendto(link.fd, &message, sizeof message, MSG_DONTWAIT,
                               reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  return sent < 0 ? errno : 0;
+  if (sent >= 0) return 0;
+  return errno == ENOBUFS || errno == ENOMEM ? EAGAIN : errno;
 }
 
 }  // namespace
@@ -80,17 +81,15 @@ bool receive_datagram(DaemonLink& link, Datagram& datagram) {
   return true;
 }
 
-int send_queue(DaemonLink& link) {
+int send_queue(DaemonLink& link, const std::function<void(const GateEvent&)>& settled) {
+  int error = 0;
   while (!link.queue.empty()) {
-    const int error = link.port == 0 ? ECONNREFUSED : send_event(link, link.queue.front());
-    if (error == EAGAIN) return error;
-    if (error != 0) {
-      link.queue.clear();
-      return error;
-    }
+    if (error == 0) error = link.port == 0 ? ECONNREFUSED : send_event(link, link.queue.front());
+    if (error == EAGAIN) break;
+    settled(link.queue.front());
     link.queue.pop_front();
   }
-  return 0;
+  return error;
 }
 
 }  // namespace webauth

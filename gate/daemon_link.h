@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <string_view>
 
 #include "daemon/kernel/kernel_message.h"
@@ -38,9 +39,11 @@ int open_daemon_link();
 /// why: EAGAIN, or what failed.
 bool receive_datagram(DaemonLink& link, Datagram& datagram);
 
-/// Sends what is in the queue, as far as the daemon takes it. Without a daemon nothing is kept.
-/// Returns 0, EAGAIN when the daemon's own queue is full: to be tried again a little later; or the
-/// error with which the rest was dropped.
-int send_queue(DaemonLink& link);
+/// Sends what is in the queue, as far as the daemon takes it, and calls `settled` with each event
+/// that is sent or dropped: without a daemon nothing is kept. Returns 0, EAGAIN when there is no
+/// room for more: to be tried again a little later; or the error with which the rest was dropped.
+int send_queue(
+    DaemonLink& link,
+    const std::function<void(const GateEvent&)>& settled = [](const GateEvent&) {});
 
 }  // namespace webauth

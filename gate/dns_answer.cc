@@ -8,7 +8,6 @@ namespace webauth {
 namespace {
 
 constexpr std::size_t HEADER = 12;
-constexpr std::size_t LONGEST_NAME = 255;
 constexpr int MOST_POINTERS = 16;  // in one name
 constexpr int MOST_ALIASES = 16;
 constexpr unsigned TYPE_A = 1;
@@ -47,7 +46,7 @@ std::string read_name(Reader& reader) {
     } else if (length == 0) {
       if (pointers == 0) reader.at = label.at;
       return name;
-    } else if (length > 63 || name.size() + length + 1 > LONGEST_NAME) {
+    } else if (length > 63 || name.size() + length + 1 >= LONGEST_DNS_NAME) {
       break;
     } else if (const std::size_t begin = label.at - 1; begin + 1 + length <= label.bytes.size()) {
       name += label.bytes.substr(begin, length + 1);

@@ -25,6 +25,7 @@ struct DnsAnswer {
 DnsAnswer read_dns_answer(std::string_view message);
 
 inline constexpr int MOST_DNS_RECORDS = 64;
+inline constexpr std::size_t LONGEST_DNS_NAME = 255;  ///< its final zero included
 
 /// The UDP payload of an IP packet that begins with its header, as far as it is there.
 std::string_view udp_payload(std::string_view packet);

@@ -32,7 +32,6 @@ namespace {
 
 constexpr int MESSAGES_PER_PASS = 512;  // one transaction, or a few
 constexpr Millis SEND_RETRY = 20;
-constexpr Millis VERIFY_AFTER = 300;  // at least this long between two
 constexpr std::uint32_t LEAST_TTL = 3'600;
 constexpr std::uint32_t MOST_TTL = 86'400;
 
@@ -42,10 +41,10 @@ Millis steady_millis() { return steady_microseconds() / 1'000; }
 bool serve_message(Enforcer& gate, const Datagram& datagram, Effects& effects) {
   if (gate.options.verbose) print_lines(gate.output, datagram_text(datagram, gate.daemon_pid));
   if (const auto garden = read_garden_message(datagram)) {
-    if (garden->is_address && garden->address) {
-      add_garden_address(gate.table, *garden->address, effects);
-    }
-    return !garden->is_address && gate.table.names.insert(lower_case(garden->name)).second;
+    if (!garden->problem.empty()) return false;
+    if (garden->address) add_garden_address(gate.table, *garden->address, effects);
+    return !garden->is_address && garden->name.size() < LONGEST_DNS_NAME &&
+           gate.table.names.insert(lower_case(garden->name)).second;
   }
   const auto message = known_message(datagram);
   if (!message) return false;
@@ -65,8 +64,7 @@ void watch_names(Enforcer& gate) {
   if (gate.options.rules.watch_names == wanted) return;
   gate.options.rules.watch_names = wanted;
   try {
-    load_ruleset(gate.options.rules);
-    gate.stamp = table_stamp(gate.policy).value_or(0);
+    put_rules(gate, gate.options.rules);
   } catch (const std::runtime_error& error) {
     say(gate, error.what());
   }
@@ -87,22 +85,19 @@ void serve_daemon(Enforcer& gate) {
   }
 }
 
-void learn_addresses(const SessionTable& table, std::string_view packet, Effects& effects) {
+void learn_addresses(Enforcer& gate, std::string_view packet, Effects& effects) {
   const DnsAnswer answer = read_dns_answer(udp_payload(packet));
-  if (!table.names.contains(answer.name)) return;
+  if (!gate.table.names.contains(answer.name)) return;
   for (const NamedAddress& address : answer.addresses) {
     const Millis seconds = std::clamp(address.ttl, LEAST_TTL, MOST_TTL);
-    effects.changes.push_back({.set = PolicySet::GARDEN_LEARNED,
-                               .change = ElementChange::RENEW,
-                               .key = key_of(address.ip),
-                               .timeout = seconds * 1'000});
+    learn_address(gate.table, address.ip, seconds * 1'000, gate.around, effects);
   }
 }
 
 void serve_activity(Enforcer& gate) {
   Effects effects;
   const int error = read_activity(gate.activity, [&](const Notice& notice) {
-    if (notice.prefix == LOG_USER) bind_user(gate.table, notice.packet, effects);
+    if (notice.prefix == LOG_USER) bind_user(gate.table, notice.packet, gate.around, effects);
     if (notice.prefix == LOG_MAC) {
       begin_visit(gate.table, ENTRY_MAC, notice.packet, gate.around, effects);
     }
@@ -110,15 +105,24 @@ void serve_activity(Enforcer& gate) {
       begin_visit(gate.table, ENTRY_IP, notice.packet, gate.around, effects);
     }
     if (notice.prefix == LOG_IP6) note_ip6(gate.table, notice.packet, effects);
-    if (notice.prefix == LOG_DNS) learn_addresses(gate.table, notice.payload, effects);
+    if (notice.prefix == LOG_DNS) learn_addresses(gate, notice.payload, effects);
   });
   carry_out(gate, std::move(effects));
   if (error != 0) reconcile(gate);
 }
 
 void serve_watch(Enforcer& gate) {
-  if (!was_changed_by_others(gate.watch, gate.policy.port())) return;
-  gate.verify_at = std::max(gate.around.now(), gate.verified_at + VERIFY_AFTER);
+  if (count_changers(gate.watch) > 0) verify_soon(gate);
+}
+
+// Returns whether the daemon has no room for what it is to hear.
+bool tell_daemon(Enforcer& gate) {
+  Effects told;
+  const int error = send_queue(gate.daemon, [&](const GateEvent& event) {
+    if (event.code == ENTRY_OFFLINE) note_told(gate.table, event.ip, told);
+  });
+  carry_out(gate, std::move(told));
+  return error == EAGAIN;
 }
 
 // What is due by the clock. Returns when to be called again, in milliseconds for epoll.
@@ -129,13 +133,15 @@ int serve_clock(Enforcer& gate) {
   carry_out(gate, std::move(effects));
   if (gate.retry_at != 0 && now >= gate.retry_at) carry_out_pending(gate);
   if (gate.verify_at != 0 && now >= gate.verify_at && gate.pending.empty()) verify(gate);
-  const bool is_daemon_busy = send_queue(gate.daemon) == EAGAIN;
+  const bool is_daemon_busy = tell_daemon(gate);
+  begin_to_forget(gate.conntrack);
 
   Millis next = next_deadline(gate.table).value_or(LLONG_MAX);
   if (more) next = now;
   if (gate.retry_at != 0) next = std::min(next, gate.retry_at);
   if (gate.verify_at != 0 && gate.pending.empty()) next = std::min(next, gate.verify_at);
   if (is_daemon_busy) next = std::min(next, now + SEND_RETRY);
+  if (const auto look = next_look(gate.conntrack)) next = std::min(next, *look / 1'000 + 1);
   if (next == LLONG_MAX) return -1;
   return static_cast<int>(std::clamp<Millis>(next - gate.around.now(), 0, INT_MAX));
 }
@@ -193,8 +199,10 @@ void look_around(Enforcer& gate) {
   };
   gate.around.last_packet = [&gate](PolicySet set, const ElementKey& key) -> std::optional<Millis> {
     const auto element = find_element(gate.policy, set, key);
-    if (!element) return {};
-    return steady_millis() - (SEEN_MILLISECONDS - element->left);
+    if (element) return steady_millis() - (SEEN_MILLISECONDS - element->left);
+    serve_watch(gate);
+    if (gate.verify_at != 0) return steady_millis();  // it may be missing since somebody took it
+    return {};
   };
 }
 
@@ -216,7 +224,7 @@ int run_enforcer(const EnforceOptions& options) {
   gate.neighbours = neighbours.get();
   gate.activity = open_activity();
   gate.policy = open_nfnetlink();
-  gate.watch = open_table_watch();
+  gate.watch = open_table_watch(gate.policy.port());
   gate.conntrack = open_conntrack();
   look_around(gate);
   take_over(gate);

@@ -51,8 +51,13 @@ void carry_out_pending(Enforcer& gate);
 /// dropped without a word. What fails is tried again.
 void rebuild(Enforcer& gate);
 
-/// Rebuilds the table if somebody has taken something out of it.
+/// Makes or changes the rules. Throws std::runtime_error.
+void put_rules(Enforcer& gate, const RulesetOptions& options, bool anew = false);
+
+/// Rebuilds the table if somebody has changed something of it. While that cannot be seen it is
+/// looked at again.
 void verify(Enforcer& gate);
+void verify_soon(Enforcer& gate);
 
 /// Takes over what an earlier gate left in the kernel, and loads the rules. Throws
 /// std::runtime_error.

@@ -9,7 +9,7 @@ namespace {
 // can ever be, megabytes of the kernel's memory. The data path's sets must have a limit.
 constexpr char WRITTEN[] = "flags timeout; gc-interval 1h;";
 constexpr char ENDING[] = "flags timeout; gc-interval 1m;";
-constexpr char LEARNED[] = "flags timeout; gc-interval 1m; size 8192;";
+constexpr char LEARNED[] = "flags timeout; gc-interval 1m; size 16384;";  // with expired ones
 constexpr char GRACE[] = "flags timeout; timeout 5s;";
 constexpr char SEEN[] = "flags dynamic,timeout; timeout 365d; gc-interval 1h; size 131072;";
 constexpr char SEEN_LATELY[] = "flags dynamic,timeout; timeout 1h; gc-interval 1m; size 131072;";
@@ -46,6 +46,7 @@ const SetShape SET_SHAPES[POLICY_SET_COUNT] = {
     {"grace_ips", "ipv4_addr", GRACE},
     {"grace_macs", "ether_addr", GRACE},
     {"reported", "ether_addr . ipv4_addr", WRITTEN},
+    {"ended", "ipv4_addr", WRITTEN},
     {"seen_users", "ipv4_addr", SEEN},
     {"seen_ips", "ipv4_addr", SEEN},
     {"seen_macs", "ether_addr . ipv4_addr", SEEN},

@@ -18,7 +18,7 @@ enum class PolicySet : std::uint8_t {
   USERS,           ///< addresses of clients that logged in; with their end, should the gate die
   BOUND,           ///< of them, address and MAC address where that is known
   UNBOUND,         ///< of them, the address where it is not
-  USER_MACS,       ///< MAC addresses of users: their IPv6 passes
+  USER_MACS,       ///< MAC addresses of users: their IPv6 passes; with their end likewise
   MACS,            ///< listed MAC addresses
   IPS,             ///< listed addresses
   GARDEN,          ///< reachable before login
@@ -26,6 +26,7 @@ enum class PolicySet : std::uint8_t {
   GRACE_IPS,       ///< dropped without a word for the first seconds of a new daemon
   GRACE_MACS,
   REPORTED,  ///< listed clients that the daemon was told of: MAC (zeros by address), address
+  ENDED,     ///< addresses of whose end it has not been told yet
   // Updated by the data path too. What an element's time-out has left tells when the last packet
   // came.
   SEEN_USERS,
@@ -36,7 +37,10 @@ enum class PolicySet : std::uint8_t {
   MAC_IPS,        ///< downstream to listed MAC addresses
   IP6,            ///< downstream to users and listed MAC addresses
 };
-inline constexpr std::size_t POLICY_SET_COUNT = 18;
+inline constexpr std::size_t POLICY_SET_COUNT = 19;
+
+/// Of GARDEN_LEARNED; the other sets that the gate alone writes have no limit.
+inline constexpr std::size_t MOST_LEARNED = 8192;
 
 struct SetShape {
   const char* name;

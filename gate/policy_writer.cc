@@ -1,8 +1,10 @@
 // How the table of the gate gets into the kernel, and what is done when the kernel does not take
 // it.
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -16,6 +18,7 @@ namespace webauth {
 namespace {
 
 constexpr Millis RETRY_AFTER = 200;
+constexpr Millis VERIFY_AFTER = 300;  // at least this long between two
 
 bool is_full(int error) { return error == ENFILE || error == ENOSPC; }
 
@@ -26,6 +29,10 @@ void release(Enforcer& gate, Effects& effects) {
   }
   for (const std::uint32_t ip : effects.cut) forget_connections(gate.conntrack, ip, Forget::ALL);
   begin_to_forget(gate.conntrack);
+  std::erase_if(gate.daemon.queue, [&](const GateEvent& event) {  // of a session before this one
+    return std::find(effects.admitted.begin(), effects.admitted.end(), event.ip) !=
+           effects.admitted.end();
+  });
   gate.daemon.queue.insert(gate.daemon.queue.end(), effects.events.begin(), effects.events.end());
 }
 
@@ -72,6 +79,37 @@ void note_end_of_trouble(Enforcer& gate) {
   gate.retry_at = 0;
 }
 
+using SetSize = std::pair<PolicySet, std::size_t>;
+
+std::array<SetSize, 8> expected_sizes(const SessionTable& table) {
+  const auto bound = std::count_if(table.users.begin(), table.users.end(),
+                                   [](const auto& user) { return user.second.mac.has_value(); });
+  const auto bound_count = static_cast<std::size_t>(bound);
+  return {SetSize{PolicySet::USERS, table.users.size()},
+          {PolicySet::BOUND, bound_count},
+          {PolicySet::UNBOUND, table.users.size() - bound_count},
+          {PolicySet::USER_MACS, table.user_macs.size()},
+          {PolicySet::MACS, table.macs.size()},
+          {PolicySet::IPS, table.ips.size()},
+          {PolicySet::GARDEN, table.garden.size()},
+          {PolicySet::REPORTED, table.visitors.size()}};
+}
+
+// Nothing when the answers are not good enough to tell.
+std::optional<bool> is_whole(Enforcer& gate) {
+  std::uint64_t stamp = 0;
+  const int stamp_error = table_stamp(gate.policy, stamp);
+  if (stamp_error != 0 && stamp_error != ENOENT) return {};
+  if (stamp != gate.stamp) return false;
+  for (const auto& [set, size] : expected_sizes(gate.table)) {
+    std::size_t found = 0;
+    const int error = dump_elements(gate.policy, set, [&](const Element&) { ++found; });
+    if (error != 0 && error != ENOENT && found != size) return {};
+    if (found != size) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 void say(Enforcer& gate, const std::string& line) {
@@ -92,7 +130,8 @@ void carry_out_pending(Enforcer& gate) {
   while (!gate.pending.empty()) {
     Effects rest;
     const int error = apply_effects(gate, gate.pending.front(), rest);
-    if (error == ENOENT) return rebuild(gate);
+    // With the table that somebody has made in its place nothing else will help.
+    if (error == ENOENT || (error != 0 && gate.verify_at != 0)) return rebuild(gate);
     if (error != 0) return note_trouble(gate, std::strerror(error));
     release(gate, gate.pending.front());
     gate.pending.pop_front();
@@ -101,11 +140,20 @@ void carry_out_pending(Enforcer& gate) {
   note_end_of_trouble(gate);
 }
 
+void put_rules(Enforcer& gate, const RulesetOptions& options, bool anew) {
+  if (count_changers(gate.watch) > 0 && !anew) verify_soon(gate);
+  load_ruleset(options, anew);
+  const int error = table_stamp(gate.policy, gate.stamp);
+  if (error == 0 && count_changers(gate.watch) == 1) return;  // that was the load
+  gate.stamp = 0;  // it may be of what somebody else has made since
+  verify_soon(gate);
+}
+
 void rebuild(Enforcer& gate) {
   RulesetOptions rules = gate.options.rules;
   try {
     rules.refuse = false;
-    load_ruleset(rules, true);
+    put_rules(gate, rules, true);
     Effects all;
     restore_elements(gate.table, gate.around, all);
     std::size_t done = 0;
@@ -113,39 +161,25 @@ void rebuild(Enforcer& gate) {
       return note_trouble(gate, std::strerror(error));
     }
     rules.refuse = true;
-    load_ruleset(rules);
+    put_rules(gate, rules);
   } catch (const std::runtime_error& error) {
     return note_trouble(gate, error.what());
   }
-  gate.stamp = table_stamp(gate.policy).value_or(0);
   for (Effects& effects : gate.pending) release(gate, effects);  // all that they wanted is in now
   gate.pending.clear();
   note_end_of_trouble(gate);
 }
 
+void verify_soon(Enforcer& gate) {
+  gate.verify_at = std::max(gate.around.now(), gate.verified_at + VERIFY_AFTER);
+}
+
 void verify(Enforcer& gate) {
   gate.verify_at = 0;
   gate.verified_at = gate.around.now();
-  const SessionTable& table = gate.table;
-  const auto bound = std::count_if(table.users.begin(), table.users.end(),
-                                   [](const auto& user) { return user.second.mac.has_value(); });
-  const std::pair<PolicySet, std::size_t> sizes[] = {
-      {PolicySet::USERS, table.users.size()},
-      {PolicySet::BOUND, static_cast<std::size_t>(bound)},
-      {PolicySet::UNBOUND, table.users.size() - static_cast<std::size_t>(bound)},
-      {PolicySet::USER_MACS, table.user_macs.size()},
-      {PolicySet::MACS, table.macs.size()},
-      {PolicySet::IPS, table.ips.size()},
-      {PolicySet::GARDEN, table.garden.size()},
-      {PolicySet::REPORTED, table.visitors.size()}};
-  bool is_whole = table_stamp(gate.policy) == gate.stamp;
-  for (const auto& [set, size] : sizes) {
-    std::size_t found = 0;
-    if (!is_whole) break;
-    is_whole =
-        dump_elements(gate.policy, set, [&](const Element&) { ++found; }) == 0 && found == size;
-  }
-  if (is_whole) return;
+  const std::optional<bool> whole = is_whole(gate);
+  if (whole == true) return;
+  if (!whole) return verify_soon(gate);
   say(gate, "table inet webauth was changed by somebody else; restored");
   rebuild(gate);
 }

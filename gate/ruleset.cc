@@ -133,19 +133,19 @@ std::string input_rules(const RulesetOptions& options) {
          rules_text("input", {"iifname \"" + options.lan + "\" goto to_router"});
 }
 
-// Held-back clients' web and name requests end at the router; but not those between two of them that
-// a bridge hands to the rules.
+// Held-back clients' web and name requests end at the router; but not those between two of them
+// that a bridge hands to the rules.
 std::string nat_rules(const RulesetOptions& options) {
   const std::string lan = '"' + options.lan + '"';
-  return rules_text("prerouting",
-                    {"iifname != " + lan + " return", "meta nfproto != ipv4 return",
-                     "ip saddr @users ip saddr . ether saddr @bound return",
-                     "ip saddr @users ip saddr @unbound return", "ether saddr @macs return",
-                     "ip saddr @ips return", "ip daddr @garden return",
-                     "ip daddr @garden_learned return", "fib daddr type local return",
-                     "fib daddr oifname " + lan + " return",
-                     "tcp dport 80 redirect to :" + std::to_string(options.portal_port),
-                     "meta l4proto { tcp, udp } th dport 53 redirect to :53"});
+  return rules_text(
+      "prerouting",
+      {"iifname != " + lan + " return", "meta nfproto != ipv4 return",
+       "ip saddr @users ip saddr . ether saddr @bound return",
+       "ip saddr @users ip saddr @unbound return", "ether saddr @macs return",
+       "ip saddr @ips return", "ip daddr @garden return", "ip daddr @garden_learned return",
+       "fib daddr type local return", "fib daddr oifname " + lan + " return",
+       "tcp dport 80 redirect to :" + std::to_string(options.portal_port),
+       "meta l4proto { tcp, udp } th dport 53 redirect to :53"});
 }
 
 std::string answer_rules(const RulesetOptions& options) {

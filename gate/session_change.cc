@@ -9,6 +9,13 @@ namespace {
 constexpr Millis SWEEP_AFTER = 200;
 // How much longer than the gate the kernel lets a user pass: for a gate that is dead.
 constexpr Millis KERNEL_GRACE = 6'000;
+// A connection that pauses for the grace goes on within as long again.
+constexpr Millis RESUME_WITHIN = 2 * GRACE;
+
+// The time-out of an element that is to outlive its deadline by a little; 0 for never.
+Millis kernel_timeout(Millis deadline, Millis now) {
+  return deadline == 0 ? 0 : std::max<Millis>(deadline - now + KERNEL_GRACE, 1);
+}
 
 void move_timer(SessionTable& table, Timer timer, Millis at) {
   table.timers.erase(timer);
@@ -19,7 +26,7 @@ void move_timer(SessionTable& table, Timer timer, Millis at) {
 void release_mac(SessionTable& table, const MacAddress& mac, const Surroundings& around,
                  Effects& effects) {
   const auto count = table.user_macs.find(mac);
-  if (count == table.user_macs.end() || --count->second > 0) return;
+  if (count == table.user_macs.end() || --count->second.users > 0) return;
   table.user_macs.erase(count);
   effects.changes.push_back({PolicySet::USER_MACS, ElementChange::REMOVE, key_of(mac)});
   effects.changes.push_back({PolicySet::SEEN_MACS_IP6, ElementChange::REMOVE, key_of(mac)});
@@ -29,32 +36,47 @@ void release_mac(SessionTable& table, const MacAddress& mac, const Surroundings&
 }  // namespace
 
 void put_user(std::uint32_t ip, const User& user, const Surroundings& around, Effects& effects) {
-  const Millis left = user.deadline == 0 ? 0 : user.deadline - around.now() + KERNEL_GRACE;
   effects.changes.push_back({.set = PolicySet::USERS,
                              .change = ElementChange::RENEW,
                              .key = key_of(ip),
-                             .timeout = user.deadline == 0 ? 0 : std::max<Millis>(left, 1),
+                             .timeout = kernel_timeout(user.deadline, around.now()),
                              .data = {.since = user.since,
                                       .deadline = user.deadline,
                                       .idle = user.idle,
                                       .recheck = user.recheck}});
 }
 
-void put_binding(std::uint32_t ip, const User& user, Effects& effects) {
+void put_binding(const SessionTable& table, std::uint32_t ip, const User& user,
+                 const Surroundings& around, Effects& effects) {
   if (user.mac) {
+    const Millis deadline = table.user_macs.at(*user.mac).deadline;
     effects.changes.push_back({PolicySet::BOUND, ElementChange::ADD, key_of(ip, *user.mac)});
-    effects.changes.push_back({PolicySet::USER_MACS, ElementChange::ADD, key_of(*user.mac)});
+    effects.changes.push_back({PolicySet::USER_MACS, ElementChange::RENEW, key_of(*user.mac),
+                               kernel_timeout(deadline, around.now())});
   } else {
     effects.changes.push_back({PolicySet::UNBOUND, ElementChange::ADD, key_of(ip)});
   }
 }
 
 void bind(SessionTable& table, std::uint32_t ip, User& user, const MacAddress& mac,
-          Effects& effects) {
+          const Surroundings& around, Effects& effects) {
   user.mac = mac;
-  ++table.user_macs[mac];
-  put_binding(ip, user, effects);
+  count_user(table, mac, user.deadline);
+  put_binding(table, ip, user, around, effects);
   effects.changes.push_back({PolicySet::UNBOUND, ElementChange::REMOVE, key_of(ip)});
+  resume_ip6(table, mac, around.now(), effects);
+}
+
+void count_user(SessionTable& table, const MacAddress& mac, Millis deadline) {
+  ++table.user_macs[mac].users;
+  extend_user(table, mac, deadline);
+}
+
+void extend_user(SessionTable& table, const MacAddress& mac, Millis deadline) {
+  UserMac& use = table.user_macs[mac];
+  const bool is_alone = use.users == 1;
+  const bool never = deadline == 0 || (!is_alone && use.deadline == 0);
+  use.deadline = never ? 0 : is_alone ? deadline : std::max(use.deadline, deadline);
 }
 
 void unbind(SessionTable& table, std::uint32_t ip, User& user, const Surroundings& around,
@@ -76,6 +98,12 @@ void end_user(SessionTable& table, std::uint32_t ip, const Surroundings& around,
   effects.cut.push_back(ip);
   table.timers.erase({user->second.timer, true, {ip, {}}});
   table.users.erase(user);
+}
+
+void report_end(SessionTable& table, std::uint32_t ip, Effects& effects) {
+  table.ended.insert(ip);
+  effects.changes.push_back({PolicySet::ENDED, ElementChange::ADD, key_of(ip)});
+  effects.events.push_back({ENTRY_OFFLINE, ip});
 }
 
 void forget_visit(const VisitorKey& key, Effects& effects) {
@@ -109,6 +137,32 @@ void forget_ip6(SessionTable& table, const MacAddress& mac, const Surroundings& 
 void remove_ip6(const MacAddress& mac, const Ip6Address& ip6, Effects& effects) {
   effects.changes.push_back({PolicySet::IP6, ElementChange::REMOVE, key_of(ip6)});
   effects.changes.push_back({PolicySet::SEEN_IP6, ElementChange::REMOVE, key_of(mac, ip6)});
+}
+
+void remember_addresses(SessionTable& table, Millis now) {
+  if (now >= table.former_until) table.former.clear();
+  table.former_until = now + GRACE;
+  for (const auto& [key, visitor] : table.visitors) {
+    if (key.mac != MacAddress{}) table.former[key.mac].ips.push_back(key.ip);
+  }
+  for (const auto& [mac, addresses] : table.ip6) table.former[mac].ip6 = addresses;
+}
+
+void resume_ip6(SessionTable& table, const MacAddress& mac, Millis now, Effects& effects) {
+  const auto former = table.former.find(mac);
+  if (former == table.former.end() || now >= table.former_until) return;
+  for (const Ip6Address& ip6 : former->second.ip6) {
+    effects.changes.push_back({PolicySet::IP6, ElementChange::RENEW, key_of(ip6), RESUME_WITHIN});
+  }
+}
+
+void resume_ips(SessionTable& table, const MacAddress& mac, Millis now, Effects& effects) {
+  const auto former = table.former.find(mac);
+  if (former == table.former.end() || now >= table.former_until) return;
+  for (const std::uint32_t ip : former->second.ips) {
+    effects.changes.push_back(
+        {PolicySet::MAC_IPS, ElementChange::RENEW, key_of(ip), RESUME_WITHIN});
+  }
 }
 
 void sweep_later(SessionTable& table, Millis now, const MacAddress& mac, const SetChange& change) {

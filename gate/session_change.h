@@ -10,6 +10,9 @@ namespace webauth {
 
 inline constexpr Millis NEVER = std::numeric_limits<Millis>::max();
 
+/// How long clients of the daemon before are spared after the start of a new one.
+inline constexpr Millis GRACE = 5'000;
+
 /// How many IPv6 addresses one MAC address may use at a time.
 inline constexpr std::size_t MOST_IP6 = 32;
 
@@ -17,11 +20,16 @@ inline constexpr std::size_t MOST_IP6 = 32;
 void put_user(std::uint32_t ip, const User& user, const Surroundings& around, Effects& effects);
 
 /// Ties the address to the user's MAC address, or leaves it open while that is unknown.
-void put_binding(std::uint32_t ip, const User& user, Effects& effects);
+void put_binding(const SessionTable& table, std::uint32_t ip, const User& user,
+                 const Surroundings& around, Effects& effects);
 
 /// Gives a user that has no MAC address one.
 void bind(SessionTable& table, std::uint32_t ip, User& user, const MacAddress& mac,
-          Effects& effects);
+          const Surroundings& around, Effects& effects);
+
+/// One more user has the MAC address, or one who has it has got another deadline.
+void count_user(SessionTable& table, const MacAddress& mac, Millis deadline);
+void extend_user(SessionTable& table, const MacAddress& mac, Millis deadline);
 
 /// The opposite of both: the address is not a user's any more, until it is bound anew.
 void unbind(SessionTable& table, std::uint32_t ip, User& user, const Surroundings& around,
@@ -29,6 +37,9 @@ void unbind(SessionTable& table, std::uint32_t ip, User& user, const Surrounding
 
 /// The user passes no longer; nobody is told.
 void end_user(SessionTable& table, std::uint32_t ip, const Surroundings& around, Effects& effects);
+
+/// The daemon is to hear of it. A successor of the gate tells it, should this one be killed before.
+void report_end(SessionTable& table, std::uint32_t ip, Effects& effects);
 
 using VisitorPosition = std::map<VisitorKey, Visitor>::iterator;
 
@@ -43,6 +54,12 @@ VisitorPosition end_visit(SessionTable& table, VisitorPosition visitor, Effects&
 void forget_ip6(SessionTable& table, const MacAddress& mac, const Surroundings& around,
                 Effects& effects);
 void remove_ip6(const MacAddress& mac, const Ip6Address& ip6, Effects& effects);
+
+/// Remembers what a MAC address was reached by before the start of a daemon, and lets packets to it
+/// pass again: the other end of a connection may be the one that goes on.
+void remember_addresses(SessionTable& table, Millis now);
+void resume_ip6(SessionTable& table, const MacAddress& mac, Millis now, Effects& effects);
+void resume_ips(SessionTable& table, const MacAddress& mac, Millis now, Effects& effects);
 
 /// Whether packets of this MAC address pass, whatever their address.
 bool may_pass(const SessionTable& table, const MacAddress& mac);

@@ -36,8 +36,7 @@ void judge_user(SessionTable& table, const Timer& timer, const Surroundings& aro
   const auto user = table.users.find(ip);
   if (has_ended(ip, user->second, around)) {
     end_user(table, ip, around, effects);
-    effects.events.push_back({ENTRY_OFFLINE, ip});
-    return;
+    return report_end(table, ip, effects);
   }
   if (user->second.recheck != 0 && around.now() >= user->second.next_check) {
     effects.events.push_back({CHECK_EXPIRY, ip});
@@ -59,7 +58,7 @@ void judge_visitor(SessionTable& table, const Timer& timer, const Surroundings& 
   }
   if (is_idle(table.timeouts->idle, active, around.now())) {
     end_visit(table, visitor, effects);
-    effects.events.push_back({ENTRY_OFFLINE, ip});
+    report_end(table, ip, effects);
   } else {
     schedule(table, timer.key, visitor->second);
   }
@@ -106,7 +105,7 @@ void adopt_user(SessionTable& table, std::uint32_t ip, const UserData& data,
             .next_check = data.since + Millis{data.recheck} * 1'000,
             .active = data.since,
             .mac = mac};
-  if (mac) ++table.user_macs[*mac];
+  if (mac) count_user(table, *mac, user.deadline);
   schedule(table, ip, table.users[ip] = user);
 }
 
@@ -116,24 +115,41 @@ void adopt_visitor(SessionTable& table, const VisitorKey& key) {
   schedule(table, key, visitor);
 }
 
+void adopt_ended(SessionTable& table, std::uint32_t ip, Effects& effects) {
+  table.ended.insert(ip);
+  effects.events.push_back({ENTRY_OFFLINE, ip});
+}
+
 void restore_elements(SessionTable& table, const Surroundings& around, Effects& effects) {
+  const Millis now = around.now();
+  const auto add = [&](PolicySet set, const ElementKey& key) {
+    effects.changes.push_back({set, ElementChange::ADD, key});
+  };
   for (auto& [ip, user] : table.users) {
-    user.active = around.now();
+    user.active = now;
     put_user(ip, user, around, effects);
-    put_binding(ip, user, effects);
+    put_binding(table, ip, user, around, effects);
   }
   for (auto& [key, visitor] : table.visitors) {
-    visitor.active = around.now();
-    effects.changes.push_back({PolicySet::REPORTED, ElementChange::ADD, key_of(key.mac, key.ip)});
+    visitor.active = now;
+    add(PolicySet::REPORTED, key_of(key.mac, key.ip));
+    if (key.mac != MacAddress{}) add(PolicySet::MAC_IPS, key_of(key.ip));
   }
-  const auto add = [&](PolicySet set, const auto& elements) {
-    for (const auto& element : elements) {
-      effects.changes.push_back({set, ElementChange::ADD, key_of(element)});
+  for (const auto& [mac, addresses] : table.ip6) {
+    for (const Ip6Address& ip6 : addresses) {
+      add(PolicySet::SEEN_IP6, key_of(mac, ip6));
+      add(PolicySet::IP6, key_of(ip6));
     }
-  };
-  add(PolicySet::MACS, table.macs);
-  add(PolicySet::IPS, table.ips);
-  add(PolicySet::GARDEN, table.garden);
+  }
+  for (const MacAddress& mac : table.macs) add(PolicySet::MACS, key_of(mac));
+  for (const std::uint32_t ip : table.ips) add(PolicySet::IPS, key_of(ip));
+  for (const std::uint32_t ip : table.garden) add(PolicySet::GARDEN, key_of(ip));
+  for (const std::uint32_t ip : table.ended) add(PolicySet::ENDED, key_of(ip));
+  for (const auto& [ip, until] : table.learned) {
+    if (until <= now) continue;
+    effects.changes.push_back(
+        {PolicySet::GARDEN_LEARNED, ElementChange::RENEW, key_of(ip), until - now});
+  }
 }
 
 }  // namespace webauth

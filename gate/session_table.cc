@@ -8,7 +8,9 @@
 namespace webauth {
 namespace {
 
-constexpr Millis GRACE = 5'000;  // after the start of a daemon; the sets' own time-out
+SetChange removal(PolicySet set, const ElementKey& key) {
+  return {set, ElementChange::REMOVE, key};
+}
 
 // The point at which a user's time is over, whatever it does; 0 for never.
 Millis deadline_of(Millis now, std::uint32_t maximum, std::uint32_t allowance) {
@@ -28,16 +30,20 @@ void admit_user(SessionTable& table, const KernelMessage& message, const Surroun
   user.deadline = deadline_of(user.since, timeouts.maximum, user.time_allowance);
   user.next_check = user.since + Millis{user.recheck} * 1'000;
   put_user(message.ip, user, around, effects);
+  note_told(table, message.ip, effects);  // of its last end: that is no matter any more
   const std::optional<MacAddress> mac = around.find_mac(message.ip);
-  if (mac && user.mac != mac) {
+  const bool is_bound_anew = mac && user.mac != mac;
+  if (is_bound_anew) {
     if (user.mac) unbind(table, message.ip, user, around, effects);
-    bind(table, message.ip, user, *mac, effects);
-  } else if (is_new) {  // the rules are to tell of its next packet
-    effects.changes.push_back({PolicySet::SEEN_USERS, ElementChange::REMOVE, key_of(message.ip)});
-    put_binding(message.ip, user, effects);
+    bind(table, message.ip, user, *mac, around, effects);
+  } else {
+    if (user.mac) extend_user(table, *user.mac, user.deadline);
+    put_binding(table, message.ip, user, around, effects);
+    // The rules are to tell of the first packet of one whose MAC address is unknown.
+    if (is_new) effects.changes.push_back(removal(PolicySet::SEEN_USERS, key_of(message.ip)));
   }
   schedule(table, message.ip, user);
-  effects.admitted.push_back(message.ip);
+  if (is_new || is_bound_anew) effects.admitted.push_back(message.ip);
 }
 
 // What the daemon itself removes it does not hear of; a listed client is reported anew.
@@ -58,7 +64,7 @@ void remove_mac(SessionTable& table, const MacAddress& mac, const Surroundings& 
       continue;
     }
     const std::uint32_t ip = at->first.ip;
-    effects.events.push_back({ENTRY_OFFLINE, ip});
+    report_end(table, ip, effects);
     effects.cut.push_back(ip);
     at = end_visit(table, at, effects);
     sweep_later(table, around.now(), mac, {PolicySet::MAC_IPS, ElementChange::REMOVE, key_of(ip)});
@@ -86,6 +92,8 @@ void add_entry(SessionTable& table, const KernelMessage& message, const Surround
   if (message.kind == ENTRY_USER) return admit_user(table, message, around, effects);
   if (message.kind == ENTRY_MAC && table.macs.insert(message.mac).second) {
     effects.changes.push_back({PolicySet::MACS, ElementChange::ADD, key_of(message.mac)});
+    resume_ips(table, message.mac, around.now(), effects);
+    resume_ip6(table, message.mac, around.now(), effects);
   }
   if (message.kind == ENTRY_IP && table.ips.insert(message.ip).second) {
     effects.changes.push_back({PolicySet::IPS, ElementChange::ADD, key_of(message.ip)});
@@ -107,17 +115,38 @@ void begin_grace(const SessionTable& table, Effects& effects) {
   for (const MacAddress& mac : table.macs) spare_mac(mac);
 }
 
+// As after any cut; but not the addresses of those that pass again by then.
+void sweep_addresses(SessionTable& table, Millis now) {
+  for (const auto& [key, visitor] : table.visitors) {
+    if (key.mac == MacAddress{}) continue;
+    sweep_later(table, now, key.mac, removal(PolicySet::MAC_IPS, key_of(key.ip)));
+  }
+  for (const auto& [mac, addresses] : table.ip6) {
+    for (const Ip6Address& ip6 : addresses) {
+      sweep_later(table, now, mac, removal(PolicySet::IP6, key_of(ip6)));
+    }
+  }
+}
+
 void forget_everybody(SessionTable& table, const Surroundings& around, Effects& effects) {
-  effects = {};
+  effects.events.clear();  // the changes stay: the grace of a daemon that had just started too
+  effects.admitted.clear();
+  effects.cut.clear();
   effects.new_daemon = true;
   begin_grace(table, effects);
-  table = {};
+  sweep_addresses(table, around.now());
+  remember_addresses(table, around.now());
+  SessionTable fresh;
+  fresh.sweeps = std::move(table.sweeps);
+  fresh.former = std::move(table.former);
+  fresh.former_until = table.former_until;
+  table = std::move(fresh);
   for (std::size_t i = 0; i < POLICY_SET_COUNT; ++i) {
     const auto set = static_cast<PolicySet>(i);
     if (set == PolicySet::GRACE_IPS || set == PolicySet::GRACE_MACS) continue;
     effects.changes.push_back({set, ElementChange::FLUSH});
   }
-  for (const PolicySet set : {PolicySet::MAC_IPS, PolicySet::IP6}) {
+  for (const PolicySet set : {PolicySet::SEEN_IPS, PolicySet::SEEN_MACS, PolicySet::SEEN_IP6}) {
     sweep_later(table, around.now(), {}, {set, ElementChange::FLUSH});
   }
 }
@@ -148,10 +177,27 @@ void add_garden_address(SessionTable& table, std::uint32_t ip, Effects& effects)
   effects.changes.push_back({PolicySet::GARDEN, ElementChange::ADD, key_of(ip)});
 }
 
-void bind_user(SessionTable& table, const FirstPacket& packet, Effects& effects) {
+void learn_address(SessionTable& table, std::uint32_t ip, Millis lifetime,
+                   const Surroundings& around, Effects& effects) {
+  const Millis now = around.now();
+  if (table.learned.size() >= MOST_LEARNED) {
+    std::erase_if(table.learned, [&](const auto& learned) { return learned.second <= now; });
+  }
+  if (table.learned.size() >= MOST_LEARNED && !table.learned.contains(ip)) return;
+  table.learned[ip] = now + lifetime;
+  effects.changes.push_back(
+      {PolicySet::GARDEN_LEARNED, ElementChange::RENEW, key_of(ip), lifetime});
+}
+
+void note_told(SessionTable& table, std::uint32_t ip, Effects& effects) {
+  if (table.ended.erase(ip) == 1) effects.changes.push_back(removal(PolicySet::ENDED, key_of(ip)));
+}
+
+void bind_user(SessionTable& table, const FirstPacket& packet, const Surroundings& around,
+               Effects& effects) {
   const auto found = table.users.find(packet.ip);
   if (found == table.users.end() || found->second.mac || packet.mac == MacAddress{}) return;
-  bind(table, packet.ip, found->second, packet.mac, effects);
+  bind(table, packet.ip, found->second, packet.mac, around, effects);
 }
 
 void begin_visit(SessionTable& table, EntryKind kind, const FirstPacket& packet,

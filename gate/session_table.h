@@ -51,6 +51,18 @@ struct Visitor {
   Millis timer = 0;
 };
 
+/// A MAC address that users have; several may have the same.
+struct UserMac {
+  int users = 0;
+  Millis deadline = 0;  ///< when the time of the last of them is over, 0 for never
+};
+
+/// What packets to a MAC address were sent to before the start of a daemon.
+struct FormerAddresses {
+  std::vector<std::uint32_t> ips;
+  std::vector<Ip6Address> ip6;
+};
+
 struct Timer {
   Millis at;
   bool is_user;
@@ -80,8 +92,12 @@ struct SessionTable {
   std::set<std::uint32_t> ips;
   std::set<std::uint32_t> garden;
   std::set<std::string> names;
-  std::map<MacAddress, int> user_macs;                ///< how many users have it
+  std::map<std::uint32_t, Millis> learned;  ///< garden by name, and until when
+  std::map<MacAddress, UserMac> user_macs;
   std::map<MacAddress, std::vector<Ip6Address>> ip6;  ///< seen behind it
+  std::set<std::uint32_t> ended;                      ///< the daemon has not been told yet
+  std::map<MacAddress, FormerAddresses> former;
+  Millis former_until = 0;
   std::set<Timer> timers;
   std::vector<Sweep> sweeps;  ///< the earliest first
 };
@@ -108,13 +124,21 @@ void handle_message(SessionTable& table, const KernelMessage& message, const Sur
 
 void add_garden_address(SessionTable& table, std::uint32_t ip, Effects& effects);
 
+/// An address that the DNS has given for a name of the garden; `lifetime` in milliseconds.
+void learn_address(SessionTable& table, std::uint32_t ip, Millis lifetime,
+                   const Surroundings& around, Effects& effects);
+
+/// The daemon has been told of the end of an address, or is gone.
+void note_told(SessionTable& table, std::uint32_t ip, Effects& effects);
+
 /// A packet of which the rules tell once.
 struct FirstPacket {
   std::uint32_t ip = 0;  ///< 0 with IPv6
   Ip6Address ip6{};
   MacAddress mac{};  ///< zeros where the interface has none
 };
-void bind_user(SessionTable& table, const FirstPacket& packet, Effects& effects);
+void bind_user(SessionTable& table, const FirstPacket& packet, const Surroundings& around,
+               Effects& effects);
 void begin_visit(SessionTable& table, EntryKind kind, const FirstPacket& packet,
                  const Surroundings& around, Effects& effects);
 void note_ip6(SessionTable& table, const FirstPacket& packet, Effects& effects);
@@ -129,6 +153,9 @@ std::optional<Millis> next_deadline(const SessionTable& table);
 void adopt_user(SessionTable& table, std::uint32_t ip, const UserData& data,
                 std::optional<MacAddress> mac);
 void adopt_visitor(SessionTable& table, const VisitorKey& key);
+
+/// An end of which an earlier gate may not have told the daemon.
+void adopt_ended(SessionTable& table, std::uint32_t ip, Effects& effects);
 
 /// Everything that the gate writes itself, for sets that somebody emptied. Whoever is admitted
 /// counts as active now, since the data path's knowledge is gone.

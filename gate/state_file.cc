@@ -19,7 +19,7 @@ namespace {
 constexpr char NAME[] = "/state";
 constexpr char TEMP_NAME[] = "/state.tmp";
 
-constexpr int LINE_SIZE = 1200;  // a name has 468 bytes at most, two digits each
+constexpr int LINE_SIZE = 1200;  // more than the longest name takes, two digits a byte
 
 std::string hexadecimal(std::string_view bytes) {
   std::string text;

@@ -2,23 +2,25 @@
 // gate left it. Nothing here waits.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <optional>
 
 #include "gate/nfnetlink.h"
 
 namespace webauth {
 
-/// A socket on which the kernel tells of every transaction of nftables, and of nothing else. Throws
-/// std::runtime_error.
-Nfnetlink open_table_watch();
+/// A socket on which the kernel tells what is done to nftables by others than the owner of netlink
+/// port `own_port`. Throws std::runtime_error.
+Nfnetlink open_table_watch(std::uint32_t own_port);
 
-/// Reads what was told. True when somebody but the owner of netlink port `own_port` has changed
-/// something, or may have.
-bool was_changed_by_others(Nfnetlink& watch, std::uint32_t own_port);
+/// Reads all that was told. Returns how many owners of a port have changed something of the table;
+/// MANY_CHANGERS when that is not known. Each load of the rules is one of them.
+std::size_t count_changers(Nfnetlink& watch);
 
-/// A number that is another one when a chain or a rule of the table has come or gone; nothing when
-/// there is no table, or it cannot be had.
-std::optional<std::uint64_t> table_stamp(Nfnetlink& link);
+inline constexpr std::size_t MANY_CHANGERS = 1'000;
+
+/// Sets `stamp` to a number that is another one when something of the table but its elements has
+/// come, gone or changed; 0 when there is no table. Returns 0 or the error.
+int table_stamp(Nfnetlink& link, std::uint64_t& stamp);
 
 }  // namespace webauth

@@ -1,7 +1,10 @@
 // What a gate finds in the kernel that another one has left there.
 #include <algorithm>
 #include <cstring>
+#include <map>
+#include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include "gate/enforcer_state.h"
 #include "gate/policy_store.h"
@@ -35,17 +38,25 @@ void for_each_element(Enforcer& gate, PolicySet set, Take take) {
   (void)dump_elements(gate.policy, set, take);  // what cannot be had is missed by verify
 }
 
+// Whom the kernel has let go meanwhile, since the user's time was over, is still bound or unbound:
+// their time is over now, and the daemon is to hear of it.
 void adopt_users(Enforcer& gate) {
-  std::map<std::uint32_t, MacAddress> bound;
+  std::map<std::uint32_t, std::optional<MacAddress>> bindings;
+  for_each_element(gate, PolicySet::UNBOUND,
+                   [&](const Element& element) { bindings[ip_of(element.key)] = {}; });
   for_each_element(gate, PolicySet::BOUND, [&](const Element& element) {
-    bound[ip_of(element.key)] = mac_of(element.key, BEHIND_IP);
+    bindings[ip_of(element.key)] = mac_of(element.key, BEHIND_IP);
   });
   for_each_element(gate, PolicySet::USERS, [&](const Element& element) {
     const std::uint32_t ip = ip_of(element.key);
-    const auto mac = bound.find(ip);
+    const auto binding = bindings.find(ip);
     adopt_user(gate.table, ip, element.data,
-               mac == bound.end() ? std::nullopt : std::optional(mac->second));
+               binding == bindings.end() ? std::nullopt : binding->second);
+    if (binding != bindings.end()) bindings.erase(binding);
   });
+  for (const auto& [ip, mac] : bindings) {
+    adopt_user(gate.table, ip, {.deadline = gate.around.now()}, mac);
+  }
 }
 
 void adopt_lists(Enforcer& gate) {
@@ -56,8 +67,33 @@ void adopt_lists(Enforcer& gate) {
                    [&](const Element& element) { table.ips.insert(ip_of(element.key)); });
   for_each_element(gate, PolicySet::GARDEN,
                    [&](const Element& element) { table.garden.insert(ip_of(element.key)); });
+  for_each_element(gate, PolicySet::GARDEN_LEARNED, [&](const Element& element) {
+    table.learned[ip_of(element.key)] = gate.around.now() + element.left;
+  });
   for_each_element(gate, PolicySet::REPORTED, [&](const Element& element) {
     adopt_visitor(table, {ip_of(element.key, BEHIND_MAC), mac_of(element.key)});
+  });
+}
+
+// What happened while there was no gate.
+void catch_up(Enforcer& gate) {
+  Effects effects;
+  for_each_element(gate, PolicySet::ENDED, [&](const Element& element) {
+    adopt_ended(gate.table, ip_of(element.key), effects);
+  });
+  while (expire(gate.table, gate.around, effects)) {
+  }
+  carry_out(gate, std::move(effects));
+}
+
+// When a user without a MAC address was active, before the rules are asked to tell of it again.
+void note_unbound(Enforcer& gate, Effects& effects) {
+  for_each_element(gate, PolicySet::SEEN_USERS, [&](const Element& element) {
+    const auto user = gate.table.users.find(ip_of(element.key));
+    if (user == gate.table.users.end() || user->second.mac) return;
+    const Millis active = gate.around.now() - (SEEN_MILLISECONDS - element.left);
+    user->second.active = std::max(user->second.active, active);
+    effects.changes.push_back({PolicySet::SEEN_USERS, ElementChange::REMOVE, element.key});
   });
 }
 
@@ -68,8 +104,8 @@ void take_over(Enforcer& gate) {
   adopt_users(gate);
   adopt_lists(gate);
   gate.options.rules.watch_names = !gate.table.names.empty();
-  load_ruleset(gate.options.rules);
-  gate.stamp = table_stamp(gate.policy).value_or(0);
+  put_rules(gate, gate.options.rules);
+  catch_up(gate);
   verify(gate);
   reconcile(gate);
 }
@@ -89,10 +125,7 @@ void reconcile(Enforcer& gate) {
              {.ip6 = part_of<Ip6Address>(element.key, BEHIND_MAC), .mac = mac_of(element.key)},
              effects);
   });
-  for (const auto& [ip, user] : gate.table.users) {  // the rules are to tell of them again
-    if (user.mac) continue;
-    effects.changes.push_back({PolicySet::SEEN_USERS, ElementChange::REMOVE, key_of(ip)});
-  }
+  note_unbound(gate, effects);
   carry_out(gate, std::move(effects));
 }
 
