@@ -1,9 +1,11 @@
 #include "gate/activity.h"
 
 #include <linux/netfilter/nfnetlink_log.h>
+#include <linux/sock_diag.h>
+#include <sys/socket.h>
 
 #include <algorithm>
-#include <cerrno>
+#include <array>
 #include <cstddef>
 #include <cstring>
 #include <stdexcept>
@@ -99,12 +101,19 @@ Nfnetlink open_activity() {
   return link;
 }
 
-int read_activity(Nfnetlink& link, const std::function<void(const Notice&)>& take) {
-  return read_notices(link, [&](const nlmsghdr* message) {
+void read_activity(Nfnetlink& link, const std::function<void(const Notice&)>& take) {
+  (void)read_notices(link, [&](const nlmsghdr* message) {
     if (message->nlmsg_type != (NFNL_SUBSYS_ULOG << 8 | NFULNL_MSG_PACKET)) return;
     Notice notice = read_notice(message);
     if (read_source(notice.payload, notice.packet)) take(notice);
   });
+}
+
+std::uint32_t count_lost(const Nfnetlink& link) {
+  std::array<std::uint32_t, SK_MEMINFO_VARS> memory{};
+  socklen_t size = sizeof memory;
+  (void)getsockopt(link.fd(), SOL_SOCKET, SO_MEMINFO, memory.data(), &size);
+  return memory[SK_MEMINFO_DROPS];
 }
 
 }  // namespace webauth

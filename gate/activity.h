@@ -2,6 +2,7 @@
 // router's DNS gives. Each comes at once, in a message of its own. Nothing here waits.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string_view>
 
@@ -20,7 +21,11 @@ struct Notice {
 Nfnetlink open_activity();
 
 /// Calls `take` with what has come; the texts are valid until it returns. A notice that is cut
-/// short is passed over. Returns 0, or ENOBUFS when some were lost.
-int read_activity(Nfnetlink& link, const std::function<void(const Notice&)>& take);
+/// short is passed over.
+void read_activity(Nfnetlink& link, const std::function<void(const Notice&)>& take);
+
+/// How many notices were lost so far, for want of room. (The error with which the kernel tells of
+/// it comes once, however long that lasts.)
+std::uint32_t count_lost(const Nfnetlink& link);
 
 }  // namespace webauth

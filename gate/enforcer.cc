@@ -32,6 +32,7 @@ namespace {
 
 constexpr int MESSAGES_PER_PASS = 512;  // one transaction, or a few
 constexpr Millis SEND_RETRY = 20;
+constexpr Millis RECONCILE_AFTER = 200;
 constexpr std::uint32_t LEAST_TTL = 3'600;
 constexpr std::uint32_t MOST_TTL = 86'400;
 
@@ -96,7 +97,7 @@ void learn_addresses(Enforcer& gate, std::string_view packet, Effects& effects) 
 
 void serve_activity(Enforcer& gate) {
   Effects effects;
-  const int error = read_activity(gate.activity, [&](const Notice& notice) {
+  read_activity(gate.activity, [&](const Notice& notice) {
     if (notice.prefix == LOG_USER) bind_user(gate.table, notice.packet, gate.around, effects);
     if (notice.prefix == LOG_MAC) {
       begin_visit(gate.table, ENTRY_MAC, notice.packet, gate.around, effects);
@@ -108,7 +109,9 @@ void serve_activity(Enforcer& gate) {
     if (notice.prefix == LOG_DNS) learn_addresses(gate, notice.payload, effects);
   });
   carry_out(gate, std::move(effects));
-  if (error != 0) reconcile(gate);
+  if (gate.reconcile_at == 0 && count_lost(gate.activity) != gate.lost) {
+    gate.reconcile_at = gate.around.now() + RECONCILE_AFTER;
+  }
 }
 
 void serve_watch(Enforcer& gate) {
@@ -133,6 +136,7 @@ int serve_clock(Enforcer& gate) {
   carry_out(gate, std::move(effects));
   if (gate.retry_at != 0 && now >= gate.retry_at) carry_out_pending(gate);
   if (gate.verify_at != 0 && now >= gate.verify_at && gate.pending.empty()) verify(gate);
+  if (gate.reconcile_at != 0 && now >= gate.reconcile_at) reconcile(gate);
   const bool is_daemon_busy = tell_daemon(gate);
   begin_to_forget(gate.conntrack);
 
@@ -140,6 +144,7 @@ int serve_clock(Enforcer& gate) {
   if (more) next = now;
   if (gate.retry_at != 0) next = std::min(next, gate.retry_at);
   if (gate.verify_at != 0 && gate.pending.empty()) next = std::min(next, gate.verify_at);
+  if (gate.reconcile_at != 0) next = std::min(next, gate.reconcile_at);
   if (is_daemon_busy) next = std::min(next, now + SEND_RETRY);
   if (const auto look = next_look(gate.conntrack)) next = std::min(next, *look / 1'000 + 1);
   if (next == LLONG_MAX) return -1;

@@ -35,6 +35,8 @@ struct Enforcer {
   std::uint64_t stamp = 0;      ///< of the table as it was left
   Millis verify_at = 0;         ///< when it is compared; 0: nobody has changed anything
   Millis verified_at = 0;
+  std::uint32_t lost = 0;   ///< notices, when the data path was asked last
+  Millis reconcile_at = 0;  ///< when it is asked next; 0: nothing was lost
 
   OutputLines output{.fd = STDOUT_FILENO};
 };

@@ -12,6 +12,7 @@ constexpr char ENDING[] = "flags timeout; gc-interval 1m;";
 constexpr char LEARNED[] = "flags timeout; gc-interval 1m; size 16384;";  // with expired ones
 constexpr char GRACE[] = "flags timeout; timeout 5s;";
 constexpr char SEEN[] = "flags dynamic,timeout; timeout 365d; gc-interval 1h; size 131072;";
+constexpr char RATE[] = "flags dynamic,timeout; timeout 10m; gc-interval 1m; size 131072;";
 constexpr char SEEN_LATELY[] = "flags dynamic,timeout; timeout 1h; gc-interval 1m; size 131072;";
 
 template <typename Part>
@@ -54,6 +55,8 @@ const SetShape SET_SHAPES[POLICY_SET_COUNT] = {
     {"seen_ip6", "ether_addr . ipv6_addr", SEEN_LATELY},
     {"mac_ips", "ipv4_addr", SEEN},
     {"ip6_ok", "ipv6_addr", SEEN_LATELY},
+    {"ip6_rate", "ether_addr", RATE},
+    {"mac_rate", "ether_addr", RATE},
 };
 
 ElementKey key_of(std::uint32_t ip) { return key_of_parts(ip); }

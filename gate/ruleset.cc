@@ -72,26 +72,44 @@ std::string refuse_rules(const RulesetOptions& options) {
                                       "reject with icmpx admin-prohibited"});
 }
 
+// One client that makes up sources could fill the sets that all share, and keep the gate busy: what
+// is new beyond this is not noted, nor are new IPv6 addresses answered, until a later packet of it.
+constexpr char NEW_IP6[] = "limit rate over 5/second burst 32 packets";
+constexpr char NEW_IPS_OF_MAC[] = "limit rate over 100/second burst 32768 packets";
+constexpr char NEW_IPS[] = "limit rate over 5000/second burst 65536 packets";
+
 // An update that fails, since its set is full, ends its rule: so none stands in a rule that
 // accepts.
-std::string pass_rules() {
+std::string user_rules() {
   return rules_text(
-             "user_ok",
-             {"ip saddr . ether saddr @bound update @seen_users { ip saddr }",
-              "ip saddr . ether saddr @bound accept",
-              "ip saddr @unbound ip saddr != @seen_users " + log_text(LOG_USER, 20),
-              "ip saddr @unbound update @seen_users { ip saddr }", "ip saddr @unbound accept"}) +
-         rules_text("ip6_seen", {"update @seen_macs_ip6 { ether saddr }",
-                                 "ether saddr . ip6 saddr != @seen_ip6 " + log_text(LOG_IP6, 40),
-                                 "update @seen_ip6 { ether saddr . ip6 saddr }",
-                                 "update @ip6_ok { ip6 saddr }"}) +
-         rules_text("user_ip6_ok", {"jump ip6_seen", "accept"}) +
-         rules_text("mac_ok", {"meta nfproto ipv6 jump ip6_seen", "meta nfproto ipv6 accept",
-                               "ether saddr . ip saddr != @seen_macs " + log_text(LOG_MAC, 20),
-                               "update @seen_macs { ether saddr . ip saddr }",
-                               "update @mac_ips { ip saddr }", "accept"}) +
-         rules_text("ip_ok", {"ip saddr != @seen_ips " + log_text(LOG_IP, 20),
-                              "update @seen_ips { ip saddr }", "accept"});
+      "user_ok", {"ip saddr . ether saddr @bound update @seen_users { ip saddr }",
+                  "ip saddr . ether saddr @bound accept",
+                  "ip saddr @unbound ip saddr != @seen_users " + log_text(LOG_USER, 20),
+                  "ip saddr @unbound update @seen_users { ip saddr }", "ip saddr @unbound accept"});
+}
+
+std::string ip6_rules() {
+  return rules_text("ip6_seen",
+                    {"update @seen_macs_ip6 { ether saddr }",
+                     "ether saddr . ip6 saddr @seen_ip6 goto ip6_known",
+                     std::string("update @ip6_rate { ether saddr ") + NEW_IP6 + " } return",
+                     log_text(LOG_IP6, 40), "goto ip6_known"}) +
+         rules_text("ip6_known", {"update @seen_ip6 { ether saddr . ip6 saddr }",
+                                  "update @ip6_ok { ip6 saddr }"}) +
+         rules_text("user_ip6_ok", {"jump ip6_seen", "accept"});
+}
+
+std::string listed_rules() {
+  return rules_text("mac_ok",
+                    {"meta nfproto ipv6 jump ip6_seen", "meta nfproto ipv6 accept",
+                     "ether saddr . ip saddr @seen_macs goto mac_known",
+                     std::string("update @mac_rate { ether saddr ") + NEW_IPS_OF_MAC + " } accept",
+                     log_text(LOG_MAC, 20), "goto mac_known"}) +
+         rules_text("mac_known", {"update @seen_macs { ether saddr . ip saddr }",
+                                  "update @mac_ips { ip saddr }", "accept"}) +
+         rules_text("ip_ok", {"ip saddr @seen_ips goto ip_known", std::string(NEW_IPS) + " accept",
+                              log_text(LOG_IP, 20), "goto ip_known"}) +
+         rules_text("ip_known", {"update @seen_ips { ip saddr }", "accept"});
 }
 
 // Both directions are checked before any connection's state, so that a cut is immediate.
@@ -157,16 +175,16 @@ std::string answer_rules(const RulesetOptions& options) {
 
 std::string ruleset_text(const RulesetOptions& options) {
   std::string text = table_text();
-  for (const char* chain : {"refuse", "user_ok", "ip6_seen", "user_ip6_ok", "mac_ok", "ip_ok",
-                            "from_lan", "to_lan", "to_router"}) {
+  for (const char* chain : {"refuse", "user_ok", "ip6_seen", "ip6_known", "user_ip6_ok", "mac_ok",
+                            "mac_known", "ip_ok", "ip_known", "from_lan", "to_lan", "to_router"}) {
     text += chain_text(chain);
   }
   text += chain_text("forward", "{ type filter hook forward priority -10; policy accept; }");
   text += chain_text("input", "{ type filter hook input priority -10; policy accept; }");
   text += chain_text("prerouting", "{ type nat hook prerouting priority -110; policy accept; }");
   text += chain_text("answers", "{ type filter hook output priority -10; policy accept; }");
-  return text + refuse_rules(options) + pass_rules() + forward_rules(options) +
-         input_rules(options) + nat_rules(options) + answer_rules(options);
+  return text + refuse_rules(options) + user_rules() + ip6_rules() + listed_rules() +
+         forward_rules(options) + input_rules(options) + nat_rules(options) + answer_rules(options);
 }
 
 constexpr char REMOVAL[] = "add table inet webauth\ndelete table inet webauth\n";

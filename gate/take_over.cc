@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "gate/activity.h"
 #include "gate/enforcer_state.h"
 #include "gate/policy_store.h"
 #include "gate/state_file.h"
@@ -111,6 +112,8 @@ void take_over(Enforcer& gate) {
 }
 
 void reconcile(Enforcer& gate) {
+  gate.reconcile_at = 0;
+  gate.lost = count_lost(gate.activity);
   Effects effects;
   for_each_element(gate, PolicySet::SEEN_IPS, [&](const Element& element) {
     begin_visit(gate.table, ENTRY_IP, {.ip = ip_of(element.key)}, gate.around, effects);
