@@ -2,6 +2,7 @@
 
 #include <net/if.h>
 #include <sys/epoll.h>
+#include <sys/ioctl.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -197,8 +198,10 @@ int serve(Enforcer& gate, int end_signal) {
 void look_around(Enforcer& gate) {
   gate.around.now = steady_millis;
   gate.around.find_mac = [&gate](std::uint32_t ip) -> std::optional<MacAddress> {
-    const unsigned index = if_nametoindex(gate.options.rules.lan.c_str());
-    const auto found = find_neighbour(gate.neighbours, static_cast<int>(index), ip);
+    ifreq lan{};  // its index is another one when it was made anew
+    gate.options.rules.lan.copy(lan.ifr_name, sizeof lan.ifr_name - 1);
+    if (ioctl(gate.neighbours, SIOCGIFINDEX, &lan) != 0) return {};
+    const auto found = find_neighbour(gate.neighbours, lan.ifr_ifindex, ip);
     if (!found || !found->is_certain) return {};
     return found->mac;
   };

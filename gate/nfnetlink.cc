@@ -71,7 +71,8 @@ int talk(Nfnetlink& link, const void* messages, std::size_t size, const Answer& 
   alignas(nlmsghdr) char bytes[ANSWER_BYTES];
   Outcome outcome;
   int failure = 0;  // of receiving
-  for (;;) {
+  // The errors of a batch come one behind the other, and what is left would answer the next call.
+  while (!outcome.over || outcome.error != 0) {
     const ssize_t count = recv(link.fd(), bytes, sizeof bytes, MSG_DONTWAIT);
     if (count >= 0) {
       take_datagram(bytes, static_cast<int>(count), answer, outcome);

@@ -55,6 +55,7 @@ const SetShape SET_SHAPES[POLICY_SET_COUNT] = {
     {"seen_ip6", "ether_addr . ipv6_addr", SEEN_LATELY},
     {"mac_ips", "ipv4_addr", SEEN},
     {"ip6_ok", "ipv6_addr", SEEN_LATELY},
+    {"asked", "ipv4_addr", "flags dynamic,timeout; timeout 10s; gc-interval 1m; size 131072;"},
     {"ip6_rate", "ether_addr", RATE},
     {"mac_rate", "ether_addr", RATE},
 };

@@ -36,10 +36,11 @@ enum class PolicySet : std::uint8_t {
   SEEN_IP6,       ///< MAC addresses and the IPv6 addresses behind them
   MAC_IPS,        ///< downstream to listed MAC addresses
   IP6,            ///< downstream to users and listed MAC addresses
+  ASKED,          ///< users whose MAC address the rules have asked to note, lately
   IP6_RATE,       ///< how many new IPv6 addresses a MAC address may show
   MAC_RATE,       ///< how many new addresses a listed one
 };
-inline constexpr std::size_t POLICY_SET_COUNT = 21;
+inline constexpr std::size_t POLICY_SET_COUNT = 22;
 
 /// Of GARDEN_LEARNED; the other sets that the gate alone writes have no limit.
 inline constexpr std::size_t MOST_LEARNED = 8192;

@@ -84,7 +84,8 @@ std::string user_rules() {
   return rules_text(
       "user_ok", {"ip saddr . ether saddr @bound update @seen_users { ip saddr }",
                   "ip saddr . ether saddr @bound accept",
-                  "ip saddr @unbound ip saddr != @seen_users " + log_text(LOG_USER, 20),
+                  "ip saddr @unbound ip saddr != @asked " + log_text(LOG_USER, 20),
+                  "ip saddr @unbound add @asked { ip saddr }",
                   "ip saddr @unbound update @seen_users { ip saddr }", "ip saddr @unbound accept"});
 }
 

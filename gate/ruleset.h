@@ -17,13 +17,14 @@ inline constexpr char TABLE_NAME[] = "webauth";
 /// The NFLOG group of what the rules tell the gate ("GA" as a number).
 inline constexpr std::uint16_t LOG_GROUP = 0x4741;
 
-// What the log prefix says of a packet. But for the last each comes once, until the element that
-// the data path makes of it is gone.
-inline constexpr char LOG_USER[] = "user";  ///< of a user whose MAC address is unknown
-inline constexpr char LOG_MAC[] = "mac";    ///< of a listed MAC address, from one IPv4 address
-inline constexpr char LOG_IP[] = "ip";      ///< of a listed address
-inline constexpr char LOG_IP6[] = "ip6";    ///< of a user or a listed MAC, from one IPv6 address
-inline constexpr char LOG_DNS[] = "dns";    ///< an answer of the router's DNS to a client
+// What the log prefix says of a packet. But for the first and the last each comes once, until the
+// element that the data path makes of it is gone.
+inline constexpr char LOG_USER[] =
+    "user";                               ///< of a user whose MAC address is unknown, now and then
+inline constexpr char LOG_MAC[] = "mac";  ///< of a listed MAC address, from one IPv4 address
+inline constexpr char LOG_IP[] = "ip";    ///< of a listed address
+inline constexpr char LOG_IP6[] = "ip6";  ///< of a user or a listed MAC, from one IPv6 address
+inline constexpr char LOG_DNS[] = "dns";  ///< an answer of the router's DNS to a client
 
 struct RulesetOptions {
   std::string lan;  ///< is_interface_name holds

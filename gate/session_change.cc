@@ -35,9 +35,10 @@ void release_mac(SessionTable& table, const MacAddress& mac, const Surroundings&
 
 }  // namespace
 
-void put_user(std::uint32_t ip, const User& user, const Surroundings& around, Effects& effects) {
+void put_user(std::uint32_t ip, const User& user, ElementChange how, const Surroundings& around,
+              Effects& effects) {
   effects.changes.push_back({.set = PolicySet::USERS,
-                             .change = ElementChange::RENEW,
+                             .change = how,
                              .key = key_of(ip),
                              .timeout = kernel_timeout(user.deadline, around.now()),
                              .data = {.since = user.since,
@@ -46,37 +47,36 @@ void put_user(std::uint32_t ip, const User& user, const Surroundings& around, Ef
                                       .recheck = user.recheck}});
 }
 
-void put_binding(const SessionTable& table, std::uint32_t ip, const User& user,
-                 const Surroundings& around, Effects& effects) {
-  if (user.mac) {
-    const Millis deadline = table.user_macs.at(*user.mac).deadline;
-    effects.changes.push_back({PolicySet::BOUND, ElementChange::ADD, key_of(ip, *user.mac)});
-    effects.changes.push_back({PolicySet::USER_MACS, ElementChange::RENEW, key_of(*user.mac),
-                               kernel_timeout(deadline, around.now())});
-  } else {
-    effects.changes.push_back({PolicySet::UNBOUND, ElementChange::ADD, key_of(ip)});
-  }
+void put_user_mac(const SessionTable& table, const MacAddress& mac, ElementChange how,
+                  const Surroundings& around, Effects& effects) {
+  const Millis deadline = table.user_macs.at(mac).deadline;
+  effects.changes.push_back(
+      {PolicySet::USER_MACS, how, key_of(mac), kernel_timeout(deadline, around.now())});
 }
 
 void bind(SessionTable& table, std::uint32_t ip, User& user, const MacAddress& mac,
           const Surroundings& around, Effects& effects) {
   user.mac = mac;
-  count_user(table, mac, user.deadline);
-  put_binding(table, ip, user, around, effects);
-  effects.changes.push_back({PolicySet::UNBOUND, ElementChange::REMOVE, key_of(ip)});
+  effects.changes.push_back({PolicySet::BOUND, ElementChange::ADD, key_of(ip, mac)});
+  const bool is_first = !table.user_macs.contains(mac);
+  if (count_user(table, mac, user.deadline) || is_first) {
+    put_user_mac(table, mac, is_first ? ElementChange::ADD : ElementChange::RENEW, around, effects);
+  }
   resume_ip6(table, mac, around.now(), effects);
 }
 
-void count_user(SessionTable& table, const MacAddress& mac, Millis deadline) {
+bool count_user(SessionTable& table, const MacAddress& mac, Millis deadline) {
   ++table.user_macs[mac].users;
-  extend_user(table, mac, deadline);
+  return extend_user(table, mac, deadline);
 }
 
-void extend_user(SessionTable& table, const MacAddress& mac, Millis deadline) {
+bool extend_user(SessionTable& table, const MacAddress& mac, Millis deadline) {
   UserMac& use = table.user_macs[mac];
+  const Millis before = use.deadline;
   const bool is_alone = use.users == 1;
-  const bool never = deadline == 0 || (!is_alone && use.deadline == 0);
-  use.deadline = never ? 0 : is_alone ? deadline : std::max(use.deadline, deadline);
+  const bool never = deadline == 0 || (!is_alone && before == 0);
+  use.deadline = never ? 0 : is_alone ? deadline : std::max(before, deadline);
+  return use.deadline != before;
 }
 
 void unbind(SessionTable& table, std::uint32_t ip, User& user, const Surroundings& around,

@@ -16,22 +16,22 @@ inline constexpr Millis GRACE = 5'000;
 /// How many IPv6 addresses one MAC address may use at a time.
 inline constexpr std::size_t MOST_IP6 = 32;
 
-/// The user's element with what is left of its time.
-void put_user(std::uint32_t ip, const User& user, const Surroundings& around, Effects& effects);
+/// The element of a user, or of a user's MAC address, with what is left of its time.
+void put_user(std::uint32_t ip, const User& user, ElementChange how, const Surroundings& around,
+              Effects& effects);
+void put_user_mac(const SessionTable& table, const MacAddress& mac, ElementChange how,
+                  const Surroundings& around, Effects& effects);
 
-/// Ties the address to the user's MAC address, or leaves it open while that is unknown.
-void put_binding(const SessionTable& table, std::uint32_t ip, const User& user,
-                 const Surroundings& around, Effects& effects);
-
-/// Gives a user that has no MAC address one.
+/// Gives a MAC address to a user who is neither bound nor unbound.
 void bind(SessionTable& table, std::uint32_t ip, User& user, const MacAddress& mac,
           const Surroundings& around, Effects& effects);
 
-/// One more user has the MAC address, or one who has it has got another deadline.
-void count_user(SessionTable& table, const MacAddress& mac, Millis deadline);
-void extend_user(SessionTable& table, const MacAddress& mac, Millis deadline);
+/// One more user has the MAC address, or one who has it has got another deadline. True when that of
+/// the MAC address is another one too.
+bool count_user(SessionTable& table, const MacAddress& mac, Millis deadline);
+bool extend_user(SessionTable& table, const MacAddress& mac, Millis deadline);
 
-/// The opposite of both: the address is not a user's any more, until it is bound anew.
+/// The user is neither bound nor unbound any more.
 void unbind(SessionTable& table, std::uint32_t ip, User& user, const Surroundings& around,
             Effects& effects);
 

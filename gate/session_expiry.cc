@@ -127,8 +127,15 @@ void restore_elements(SessionTable& table, const Surroundings& around, Effects& 
   };
   for (auto& [ip, user] : table.users) {
     user.active = now;
-    put_user(ip, user, around, effects);
-    put_binding(table, ip, user, around, effects);
+    put_user(ip, user, ElementChange::ADD, around, effects);
+    if (user.mac) {
+      add(PolicySet::BOUND, key_of(ip, *user.mac));
+    } else {
+      add(PolicySet::UNBOUND, key_of(ip));
+    }
+  }
+  for (const auto& [mac, use] : table.user_macs) {
+    put_user_mac(table, mac, ElementChange::ADD, around, effects);
   }
   for (auto& [key, visitor] : table.visitors) {
     visitor.active = now;

@@ -29,18 +29,17 @@ void admit_user(SessionTable& table, const KernelMessage& message, const Surroun
   user.since = user.active = around.now();
   user.deadline = deadline_of(user.since, timeouts.maximum, user.time_allowance);
   user.next_check = user.since + Millis{user.recheck} * 1'000;
-  put_user(message.ip, user, around, effects);
+  put_user(message.ip, user, is_new ? ElementChange::ADD : ElementChange::RENEW, around, effects);
   note_told(table, message.ip, effects);  // of its last end: that is no matter any more
   const std::optional<MacAddress> mac = around.find_mac(message.ip);
   const bool is_bound_anew = mac && user.mac != mac;
   if (is_bound_anew) {
-    if (user.mac) unbind(table, message.ip, user, around, effects);
+    if (!is_new) unbind(table, message.ip, user, around, effects);
     bind(table, message.ip, user, *mac, around, effects);
-  } else {
-    if (user.mac) extend_user(table, *user.mac, user.deadline);
-    put_binding(table, message.ip, user, around, effects);
-    // The rules are to tell of the first packet of one whose MAC address is unknown.
-    if (is_new) effects.changes.push_back(removal(PolicySet::SEEN_USERS, key_of(message.ip)));
+  } else if (user.mac && extend_user(table, *user.mac, user.deadline)) {
+    put_user_mac(table, *user.mac, ElementChange::RENEW, around, effects);
+  } else if (is_new) {
+    effects.changes.push_back({PolicySet::UNBOUND, ElementChange::ADD, key_of(message.ip)});
   }
   schedule(table, message.ip, user);
   if (is_new || is_bound_anew) effects.admitted.push_back(message.ip);
@@ -197,6 +196,7 @@ void bind_user(SessionTable& table, const FirstPacket& packet, const Surrounding
                Effects& effects) {
   const auto found = table.users.find(packet.ip);
   if (found == table.users.end() || found->second.mac || packet.mac == MacAddress{}) return;
+  unbind(table, packet.ip, found->second, around, effects);
   bind(table, packet.ip, found->second, packet.mac, around, effects);
 }
 

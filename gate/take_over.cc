@@ -87,17 +87,6 @@ void catch_up(Enforcer& gate) {
   carry_out(gate, std::move(effects));
 }
 
-// When a user without a MAC address was active, before the rules are asked to tell of it again.
-void note_unbound(Enforcer& gate, Effects& effects) {
-  for_each_element(gate, PolicySet::SEEN_USERS, [&](const Element& element) {
-    const auto user = gate.table.users.find(ip_of(element.key));
-    if (user == gate.table.users.end() || user->second.mac) return;
-    const Millis active = gate.around.now() - (SEEN_MILLISECONDS - element.left);
-    user->second.active = std::max(user->second.active, active);
-    effects.changes.push_back({PolicySet::SEEN_USERS, ElementChange::REMOVE, element.key});
-  });
-}
-
 }  // namespace
 
 void take_over(Enforcer& gate) {
@@ -128,7 +117,6 @@ void reconcile(Enforcer& gate) {
              {.ip6 = part_of<Ip6Address>(element.key, BEHIND_MAC), .mac = mac_of(element.key)},
              effects);
   });
-  note_unbound(gate, effects);
   carry_out(gate, std::move(effects));
 }
 
