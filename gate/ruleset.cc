@@ -81,12 +81,11 @@ constexpr char NEW_IPS[] = "limit rate over 5000/second burst 65536 packets";
 // An update that fails, since its set is full, ends its rule: so none stands in a rule that
 // accepts.
 std::string user_rules() {
-  return rules_text(
-      "user_ok", {"ip saddr . ether saddr @bound update @seen_users { ip saddr }",
-                  "ip saddr . ether saddr @bound accept",
-                  "ip saddr @unbound ip saddr != @asked " + log_text(LOG_USER, 20),
-                  "ip saddr @unbound add @asked { ip saddr }",
-                  "ip saddr @unbound update @seen_users { ip saddr }", "ip saddr @unbound accept"});
+  return rules_text("user_ok",
+                    {"ip saddr . ether saddr @bound goto user_known", "ip saddr != @unbound return",
+                     "ip saddr != @asked " + log_text(LOG_USER, 20), "add @asked { ip saddr }",
+                     "goto user_known"}) +
+         rules_text("user_known", {"update @seen_users { ip saddr }", "accept"});
 }
 
 std::string ip6_rules() {
@@ -176,8 +175,9 @@ std::string answer_rules(const RulesetOptions& options) {
 
 std::string ruleset_text(const RulesetOptions& options) {
   std::string text = table_text();
-  for (const char* chain : {"refuse", "user_ok", "ip6_seen", "ip6_known", "user_ip6_ok", "mac_ok",
-                            "mac_known", "ip_ok", "ip_known", "from_lan", "to_lan", "to_router"}) {
+  for (const char* chain :
+       {"refuse", "user_ok", "user_known", "ip6_seen", "ip6_known", "user_ip6_ok", "mac_ok",
+        "mac_known", "ip_ok", "ip_known", "from_lan", "to_lan", "to_router"}) {
     text += chain_text(chain);
   }
   text += chain_text("forward", "{ type filter hook forward priority -10; policy accept; }");
