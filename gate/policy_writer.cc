@@ -154,12 +154,12 @@ void rebuild(Enforcer& gate) {
   try {
     rules.refuse = false;
     put_rules(gate, rules, true);
-    Effects all;
-    restore_elements(gate.table, gate.around, all);
-    std::size_t done = 0;
-    if (const int error = apply_changes(gate.policy, all.changes, done)) {
-      return note_trouble(gate, std::strerror(error));
-    }
+    int error = 0;
+    restore_elements(gate.table, gate.around, [&](const SetChanges& changes) {
+      std::size_t done = 0;
+      if (error == 0) error = apply_changes(gate.policy, changes, done);
+    });
+    if (error != 0) return note_trouble(gate, std::strerror(error));
     rules.refuse = true;
     put_rules(gate, rules);
   } catch (const std::runtime_error& error) {

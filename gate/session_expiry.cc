@@ -10,6 +10,8 @@ namespace {
 // How many are judged at a time, so that an admission meanwhile does not wait for all of them.
 constexpr int MOST_JUDGED = 256;
 
+constexpr std::size_t RESTORED_AT_A_TIME = 4'096;
+
 constexpr Millis LONG_AGO = std::numeric_limits<Millis>::min() / 2;
 
 void note_activity(Millis& active, const Surroundings& around, PolicySet set,
@@ -120,10 +122,18 @@ void adopt_ended(SessionTable& table, std::uint32_t ip, Effects& effects) {
   effects.events.push_back({ENTRY_OFFLINE, ip});
 }
 
-void restore_elements(SessionTable& table, const Surroundings& around, Effects& effects) {
+void restore_elements(SessionTable& table, const Surroundings& around,
+                      const std::function<void(const SetChanges&)>& put) {
   const Millis now = around.now();
-  const auto add = [&](PolicySet set, const ElementKey& key) {
-    effects.changes.push_back({set, ElementChange::ADD, key});
+  Effects effects;
+  const auto put_some = [&](std::size_t at_least) {
+    if (effects.changes.size() < at_least) return;
+    put(effects.changes);
+    effects.changes.clear();
+  };
+  const auto add = [&](PolicySet set, const ElementKey& key, Millis timeout = 0) {
+    effects.changes.push_back({set, ElementChange::ADD, key, timeout});
+    put_some(RESTORED_AT_A_TIME);
   };
   for (auto& [ip, user] : table.users) {
     user.active = now;
@@ -153,10 +163,9 @@ void restore_elements(SessionTable& table, const Surroundings& around, Effects& 
   for (const std::uint32_t ip : table.garden) add(PolicySet::GARDEN, key_of(ip));
   for (const std::uint32_t ip : table.ended) add(PolicySet::ENDED, key_of(ip));
   for (const auto& [ip, until] : table.learned) {
-    if (until <= now) continue;
-    effects.changes.push_back(
-        {PolicySet::GARDEN_LEARNED, ElementChange::RENEW, key_of(ip), until - now});
+    if (until > now) add(PolicySet::GARDEN_LEARNED, key_of(ip), until - now);
   }
+  put_some(1);
 }
 
 }  // namespace webauth

@@ -157,8 +157,10 @@ void adopt_visitor(SessionTable& table, const VisitorKey& key);
 /// An end of which an earlier gate may not have told the daemon.
 void adopt_ended(SessionTable& table, std::uint32_t ip, Effects& effects);
 
-/// Everything that the gate writes itself, for sets that somebody emptied. Whoever is admitted
-/// counts as active now, since the data path's knowledge is gone.
-void restore_elements(SessionTable& table, const Surroundings& around, Effects& effects);
+/// Calls `put` with everything that the gate writes itself, some thousand changes at a time, for
+/// sets that somebody emptied. Whoever is admitted counts as active now, since the data path's
+/// knowledge is gone.
+void restore_elements(SessionTable& table, const Surroundings& around,
+                      const std::function<void(const SetChanges&)>& put);
 
 }  // namespace webauth
