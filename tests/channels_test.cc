@@ -10,19 +10,19 @@
 
 #include "common/clock.h"
 #include "daemon/platform/kernel_endpoint.h"
-#include "tests/support/world.h"
+#include "tests/support/world_test.h"
 
 namespace webauth {
 namespace {
 
 const std::string ONLINE_END = "  - webident - -v ident.onekeyident ident.webidentup";
 
-class LoginChannelTest : public World {
+class LoginChannelTest : public WorldTest {
  protected:
   [[nodiscard]] std::int64_t processor_microseconds() const {
     clockid_t clock{};
     timespec used{};
-    clock_getcpuclockid(pid_, &clock);
+    clock_getcpuclockid(daemon.pid(), &clock);
     clock_gettime(clock, &used);
     return used.tv_sec * std::int64_t{1'000'000} + used.tv_nsec / 1'000;
   }
@@ -32,7 +32,7 @@ class LoginChannelTest : public World {
     start();
     login("10.9.9.9", "first");
     log();
-    descriptors_ = open_descriptors(pid_);
+    descriptors_ = open_descriptors(daemon.pid());
   }
 
   // The clients of the online lines since the last call: "<ip> <mac>".
@@ -67,7 +67,7 @@ TEST_F(LoginChannelTest, RequestsOfEveryLength) {
     EXPECT_EQ(length > 0 && parses && !known ? "300: 1" : "", client.reply());
     if (parses) admitted.insert(got_ip);
   }
-  EXPECT_EQ(descriptors_, open_descriptors(pid_));
+  EXPECT_EQ(descriptors_, open_descriptors(daemon.pid()));
 }
 
 TEST_F(LoginChannelTest, SlowFrontEndsAreAllAnswered) {
@@ -97,25 +97,25 @@ TEST_F(LoginChannelTest, SilentFrontEndIsDisplacedAfterASecond) {
   EXPECT_EQ("300: 1", late.reply());
   EXPECT_GE(200'000, processor_microseconds() - used) << "does not sleep while it waits";
   settle();
-  EXPECT_EQ(descriptors_, open_descriptors(pid_));
+  EXPECT_EQ(descriptors_, open_descriptors(daemon.pid()));
 }
 
 TEST_F(LoginChannelTest, WantOfDescriptorsIsSleptThrough) {
   start_with_a_login();
   rlimit limit{};
-  ASSERT_EQ(0, prlimit(pid_, RLIMIT_NOFILE, nullptr, &limit));
+  ASSERT_EQ(0, prlimit(daemon.pid(), RLIMIT_NOFILE, nullptr, &limit));
   const rlimit none{.rlim_cur = 3, .rlim_max = limit.rlim_max};
-  ASSERT_EQ(0, prlimit(pid_, RLIMIT_NOFILE, &none, nullptr));
+  ASSERT_EQ(0, prlimit(daemon.pid(), RLIMIT_NOFILE, &none, nullptr));
   const std::int64_t used = processor_microseconds();
   const FrontEnd client;
   client.send(login_request("10.0.0.1", "m"));
   EXPECT_EQ(0, poll(nullptr, 0, 500));
   EXPECT_GE(100'000, processor_microseconds() - used);
-  prlimit(pid_, RLIMIT_NOFILE, &limit, nullptr);
+  prlimit(daemon.pid(), RLIMIT_NOFILE, &limit, nullptr);
   EXPECT_EQ("300: 1", client.reply());
 }
 
-class KernelChannelTest : public World {};
+class KernelChannelTest : public WorldTest {};
 
 TEST_F(KernelChannelTest, NoKernelModule) {
   if (const int fd = socket(AF_NETLINK, SOCK_RAW, NETLINK_WEBAUTH); fd >= 0) {
@@ -123,16 +123,17 @@ TEST_F(KernelChannelTest, NoKernelModule) {
     GTEST_SKIP() << "netlink protocol 21 is taken by something else on this machine";
   }
   setenv("WEBAUTHD_KERNEL_PORT", "", 1);
-  EXPECT_EQ(1, run_to_end(""));
+  launch("");
+  EXPECT_EQ(1, wait_for_end());
   EXPECT_EQ(Lines{"R1 0 K5 syslog.webauth_enable "}, log());
 }
 
 TEST_F(KernelChannelTest, OnlyTheKernelSideIsHeard) {
   start();
   const int stranger = socket(AF_NETLINK, SOCK_RAW, NETLINK_USERSOCK);
-  const sockaddr_nl daemon = netlink_address(static_cast<std::uint32_t>(pid_));
-  const auto* address = reinterpret_cast<const sockaddr*>(&daemon);
-  EXPECT_EQ(-1, sendto(stranger, "x", 1, 0, address, sizeof daemon));
+  const sockaddr_nl peer = netlink_address(static_cast<std::uint32_t>(daemon.pid()));
+  const auto* address = reinterpret_cast<const sockaddr*>(&peer);
+  EXPECT_EQ(-1, sendto(stranger, "x", 1, 0, address, sizeof peer));
   close(stranger);
 }
 

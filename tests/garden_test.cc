@@ -8,12 +8,12 @@
 
 #include "daemon/kernel/transport.h"
 #include "daemon/wechat/walled_garden.h"
-#include "tests/support/world.h"
+#include "tests/support/world_test.h"
 
 namespace webauth {
 namespace {
 
-class GardenTest : public World {
+class GardenTest : public WorldTest {
  protected:
   GardenTest() {
     if (netlink_fd < 0) netlink_fd = open_netlink_socket();

@@ -25,7 +25,7 @@
 #include "daemon/users/account_limit.h"
 #include "daemon/wechat/host_name.h"
 #include "gate/gate_command.h"
-#include "tests/support/world.h"
+#include "tests/support/world_test.h"
 
 namespace webauth {
 namespace {

@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "daemon/platform/settings_store.h"
-#include "tests/support/world.h"
+#include "tests/support/world_test.h"
 
 namespace webauth {
 namespace {

@@ -7,7 +7,7 @@
 #include "daemon/core/settings.h"
 #include "daemon/kernel/kernel_message.h"
 #include "daemon/users/registration_file.h"
-#include "tests/support/world.h"
+#include "tests/support/world_test.h"
 
 namespace webauth {
 namespace {

@@ -1,0 +1,138 @@
+#include "tests/support/neighbours.h"
+
+#include <linux/netlink.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include "daemon/control/control_message.h"
+#include "daemon/login/login_record.h"
+#include "daemon/platform/kernel_endpoint.h"
+
+namespace webauth {
+namespace {
+
+constexpr char LOG_PATH[] = "/dev/log";
+
+sockaddr_un unix_address(std::string_view path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  return address;
+}
+
+// `call` is bind or connect.
+int open_socket(int family, int type, int protocol, auto call, const auto& address,
+                const char* what) {
+  const int fd = socket(family, type | SOCK_CLOEXEC, protocol);
+  require(call(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0, what);
+  return fd;
+}
+
+}  // namespace
+
+void enter_sandbox() {
+  if (!std::filesystem::exists("/.sandbox")) {
+    throw std::runtime_error("this program is to be run through scripts/sandbox");
+  }
+  signal(SIGPIPE, SIG_IGN);
+  setenv("WEBAUTHD_KERNEL_PORT", std::to_string(GATE_PORT).c_str(), 1);
+}
+
+int open_log_sink() {
+  unlink(LOG_PATH);
+  return open_socket(AF_UNIX, SOCK_DGRAM, 0, bind, unix_address(LOG_PATH), LOG_PATH);
+}
+
+int open_kernel_side(std::uint32_t daemon_port) {
+  const int fd = open_socket(AF_NETLINK, SOCK_RAW, NETLINK_USERSOCK, bind,
+                             netlink_address(GATE_PORT), "the kernel side's netlink port");
+  const sockaddr_nl daemon = netlink_address(daemon_port);
+  if (daemon_port == 0) return fd;
+  require(connect(fd, reinterpret_cast<const sockaddr*>(&daemon), sizeof daemon) == 0, "netlink");
+  return fd;
+}
+
+// The addresses are made once: what a client spends on them is no part of any measurement.
+int connect_front_end() {
+  static const sockaddr_un address = unix_address(LOGIN_SOCKET_PATH);
+  return open_socket(AF_UNIX, SOCK_STREAM, 0, connect, address, LOGIN_SOCKET_PATH);
+}
+
+int connect_control() {
+  static const sockaddr_un address = unix_address(CONTROL_SOCKET_PATH);
+  return open_socket(AF_UNIX, SOCK_DGRAM, 0, connect, address, CONTROL_SOCKET_PATH);
+}
+
+void send_whole(int fd, std::string_view bytes) {
+  const ssize_t sent = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  require(sent == static_cast<ssize_t>(bytes.size()), "send");
+}
+
+bool receive_now(int fd, std::string& bytes) {
+  char buffer[8192];
+  const ssize_t size = recv(fd, buffer, sizeof buffer, MSG_DONTWAIT);
+  bytes.assign(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
+  return size >= 0;
+}
+
+std::string login_request(std::string_view ip, std::string_view mac, std::string_view user,
+                          std::string_view password) {
+  LoginRequest request{};
+  user.copy(request.user, sizeof request.user);
+  password.copy(request.password, sizeof request.password);
+  request.type = LOGIN_REQUEST;
+  ip.copy(request.ip, sizeof request.ip);
+  mac.copy(request.mac, sizeof request.mac);
+  return std::string(bytes_of(request));
+}
+
+std::string record_text(std::string_view bytes, pid_t pid) {
+  if (bytes.empty()) return "";
+  std::ostringstream text;
+  text << bytes.size() << ':' << std::hex;
+  for (std::size_t at = 0; at < bytes.find_last_not_of('\0') + 1; at += 4) {
+    std::uint32_t word = 0;
+    bytes.copy(reinterpret_cast<char*>(&word), sizeof word, at);
+    at == 12 && word == static_cast<std::uint32_t>(pid) ? text << " pid" : text << ' ' << word;
+  }
+  return text.str();
+}
+
+void write_file(const std::string& path, std::string_view text) {
+  std::filesystem::remove(path);
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+FrontEnd::FrontEnd() : fd_(connect_front_end()) {
+  const timeval patience{.tv_sec = PATIENCE, .tv_usec = 0};
+  setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+}
+
+FrontEnd::~FrontEnd() { close(fd_); }
+
+void FrontEnd::send(std::string_view bytes) const {
+  bytes.empty() ? void(shutdown(fd_, SHUT_WR)) : send_whole(fd_, bytes);
+}
+
+std::string FrontEnd::reply(bool whole) const {
+  std::string bytes;
+  char buffer[1024];
+  ssize_t count = 0;
+  while ((count = recv(fd_, buffer, sizeof buffer, whole ? 0 : MSG_DONTWAIT)) > 0) {
+    bytes.append(buffer, static_cast<std::size_t>(count));
+  }
+  // A daemon that closes on bytes it has not read resets the connection.
+  return whole && count < 0 && errno != ECONNRESET ? "not closed in time" : record_text(bytes);
+}
+
+}  // namespace webauth

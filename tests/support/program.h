@@ -1,0 +1,67 @@
+// A program under test as a child of this process, and what /proc tells of a process. What goes
+// wrong here is thrown as std::runtime_error; no test framework is needed.
+#pragma once
+
+#include <signal.h>
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace webauth {
+
+using Lines = std::vector<std::string>;
+
+/// Seconds that anything which must happen is waited for.
+inline constexpr int PATIENCE = 30;
+
+/// Throws `what`, with the text of errno, unless a system call has succeeded.
+void require(bool succeeded, const std::string& what);
+
+/// The file's bytes, or "(none)".
+std::string read_file(const std::string& path);
+
+/// The number behind a name in a process's status, such as "VmRSS:" (in kB).
+std::int64_t status_number(pid_t process, const std::string& name);
+std::ptrdiff_t open_descriptors(pid_t process);
+
+/// The system call that a process sleeps in. Whoever has just been woken is AWAKE.
+enum class Sleep { AWAKE, SELECT, POLL, SENDMSG, SEND, OTHER };
+Sleep sleep_of(pid_t process);
+
+class Program {
+ public:
+  Program() = default;
+  ~Program() { end(SIGKILL); }
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+  /// Starts it, the path first; `bare`: with the descriptors 0, 1 and 2 closed.
+  void launch(const Lines& command, bool bare = false);
+  [[nodiscard]] pid_t pid() const { return pid_; }  ///< 0: none runs
+
+  /// Waits until it sleeps in this call; `meanwhile` is done all the time. False: it has ended.
+  bool wait_until(
+      Sleep call, const std::function<void()>& meanwhile = [] {});
+  /// Its exit status; -1 when a signal, or the end of patience, has ended it.
+  int wait_for_end(const std::function<void()>& meanwhile = [] {});
+  bool has_ended();
+  void end(int signal);
+
+  /// What has come on both outputs since the last call.
+  std::string output();
+  void type(std::string_view text);
+  void close_input();
+  void close_output();
+
+ private:
+  pid_t pid_ = 0;
+  int status_ = 0;
+  int input_ = -1;
+  int output_ = -1;
+};
+
+}  // namespace webauth
