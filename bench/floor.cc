@@ -13,7 +13,7 @@
 #include "daemon/core/start_up.h"
 #include "daemon/kernel/transport.h"
 #include "daemon/login/email_group.h"
-#include "daemon/users/registration_path.h"
+#include "daemon/users/published_line.h"
 
 namespace webauth {
 namespace {

@@ -21,7 +21,7 @@
 #include "common/file.h"
 #include "common/text_field.h"
 #include "daemon/login/login_record.h"
-#include "daemon/users/registration_path.h"
+#include "daemon/users/published_line.h"
 
 namespace webauth {
 namespace {

@@ -19,7 +19,7 @@
 #include "bench/neighbours.h"
 #include "daemon/control/control_message.h"
 #include "daemon/platform/kernel_endpoint.h"
-#include "daemon/users/registration_path.h"
+#include "daemon/users/published_line.h"
 
 namespace webauth {
 namespace {

@@ -7,4 +7,7 @@ namespace webauth {
 /// here.
 [[noreturn]] void end_process();
 
+/// Makes want of memory such a condition, from now on.
+void end_process_without_memory();
+
 }  // namespace webauth

@@ -1,12 +1,16 @@
-// Text files read line by line, as bounded pieces.
+// Text files: opened without waiting for what is no file, read line by line as bounded pieces, or
+// whole.
 #pragma once
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <string>
+#include <string_view>
 
 namespace webauth {
 
@@ -31,6 +35,27 @@ inline File open_for_reading(const char* path) {
 template <int N>
 bool read_line(std::FILE* file, char (&line)[N]) {
   return std::fgets(line, N, file) != nullptr;
+}
+
+/// Appends everything up to the end. False, with `errno`, when reading fails.
+inline bool read_whole(int fd, std::string& text) {
+  char piece[4096];
+  for (;;) {
+    const ssize_t count = read(fd, piece, sizeof piece);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return count == 0;
+    text.append(piece, static_cast<std::size_t>(count));
+  }
+}
+
+/// False when something was not written.
+inline bool write_whole(int fd, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = write(fd, text.data(), text.size());
+    if (count <= 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
 }
 
 }  // namespace webauth

@@ -6,9 +6,10 @@
 
 namespace webauth {
 
-/// Printable ASCII and well-formed UTF-8 stay as they are; control characters, malformed bytes and
-/// characters that turn the writing direction become \xNN, byte by byte, and a backslash is
-/// doubled, so that nothing printed can be mistaken for an escape.
+/// Printable characters in well-formed UTF-8 stay as they are; control and format characters (those
+/// that turn the writing direction among them), line separators, unassigned code points and
+/// malformed bytes become \xNN, byte by byte, and a backslash is doubled, so that nothing printed
+/// can be mistaken for an escape.
 std::string terminal_text(std::string_view text);
 
 }  // namespace webauth

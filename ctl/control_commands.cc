@@ -13,7 +13,7 @@
 #include "ctl/operator_error.h"
 #include "ctl/record_field.h"
 #include "ctl/user_list.h"
-#include "daemon/users/registration_path.h"
+#include "daemon/users/published_line.h"
 
 namespace webauth {
 namespace {

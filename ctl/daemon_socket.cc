@@ -3,7 +3,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <sys/un.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,20 +11,13 @@
 
 #include "common/clock.h"
 #include "common/fd_guard.h"
-#include "common/text_field.h"
+#include "common/unix_address.h"
 #include "ctl/operator_error.h"
 
 namespace webauth {
 namespace {
 
 constexpr std::int64_t DATAGRAM_PATIENCE_US = 10'000'000;
-
-sockaddr_un socket_address(const char* path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (!put_field(address.sun_path, path)) throw OperatorError("socket path is too long");
-  return address;
-}
 
 [[noreturn]] void fail(const char* path, const char* what, int error) {
   const std::string where = std::string(" (") + path + ": " + std::strerror(error) + ")";
@@ -75,7 +67,7 @@ ExchangeResult read_reply(int fd, std::span<std::byte> reply, std::int64_t deadl
 
 ExchangeResult exchange_record(const char* path, std::span<const std::byte> request,
                                std::span<std::byte> reply, std::int64_t deadline) {
-  const sockaddr_un address = socket_address(path);
+  const sockaddr_un address = unix_address(path);
   const FdGuard fd(open_socket(SOCK_STREAM, deadline - steady_microseconds()));
   if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     if (errno == EAGAIN) return ExchangeResult::TIMED_OUT;  // the daemon accepts nobody
@@ -89,7 +81,7 @@ ExchangeResult exchange_record(const char* path, std::span<const std::byte> requ
 }
 
 void send_datagram(const char* path, std::span<const std::byte> record) {
-  const sockaddr_un address = socket_address(path);
+  const sockaddr_un address = unix_address(path);
   const FdGuard fd(open_socket(SOCK_DGRAM, DATAGRAM_PATIENCE_US));
   const ssize_t sent = sendto(fd.get(), record.data(), record.size(), MSG_NOSIGNAL,
                               reinterpret_cast<const sockaddr*>(&address), sizeof address);

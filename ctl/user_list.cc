@@ -1,12 +1,10 @@
 #include "ctl/user_list.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <ctime>
 #include <nlohmann/json.hpp>
@@ -20,23 +18,7 @@ namespace {
 
 constexpr std::size_t LIST_SIZE_LIMIT = std::size_t{256} << 20U;
 
-constexpr const char* MODE_NAMES[] = {"LOCAL", "ADVERT", "WEIXIN", "USERS", "EMAIL"};
-
-/// Cuts the last item, up to the last blank, off the end of `line`.
-std::optional<std::string_view> take_last_item(std::string_view& line) {
-  const std::size_t blank = line.rfind(' ');
-  if (blank == std::string_view::npos) return {};
-  const std::string_view item = line.substr(blank + 1);
-  line = line.substr(0, blank);
-  return item;
-}
-
-template <typename Number>
-bool parse_number(std::string_view text, Number& number) {
-  const char* const end = text.data() + text.size();
-  const auto [next, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc{} && next == end;
-}
+const char* mode_name(const ListedUser& user) { return mode_row(user.mode).text; }
 
 [[noreturn]] void fail(const char* path, const char* problem) {
   throw OperatorError(std::string("cannot read ") + path + ": " + problem);
@@ -55,7 +37,7 @@ std::string read_file(int fd, const char* path) {
   }
 }
 
-std::string time_text(std::int64_t seconds) {
+std::string time_text(std::int32_t seconds) {
   const auto value = static_cast<std::time_t>(seconds);
   std::tm parts{};
   char text[32];
@@ -80,24 +62,13 @@ std::string table_row(const std::string& ip, const std::string& mac, const std::
 }  // namespace
 
 std::optional<ListedUser> parse_listed_user(std::string_view line) {
-  if (line.empty() || line.back() != ' ') return {};
-  line.remove_suffix(1);
-  const auto mode = take_last_item(line);
-  const auto login_time = take_last_item(line);
-  const auto mac = take_last_item(line);
-  const auto ip = take_last_item(line);
-  if (!mode || !login_time || !mac || !ip) return {};
-  ListedUser user{.user = std::string(line),
-                  .ip = std::string(*ip),
-                  .mac = std::string(*mac),
-                  .login_time = 0,
-                  .mode = 0};
-  if (!parse_number(*mode, user.mode) || user.mode < 0 || user.mode > 4) return {};
-  if (!parse_number(*login_time, user.login_time)) return {};
-  // As lenient as the daemon, which lists every form of an address that inet_addr takes.
-  in_addr address{};
-  if (inet_aton(user.ip.c_str(), &address) == 0) return {};
-  return user;
+  const auto read = read_published_line(line);
+  if (!read) return {};
+  return ListedUser{.user = std::string(read->user),
+                    .ip = std::string(read->ip),
+                    .mac = std::string(read->mac),
+                    .login_time = read->login_time,
+                    .mode = read->mode};
 }
 
 UserList parse_user_list(std::string_view text) {
@@ -131,7 +102,7 @@ std::string user_table(const UserList& list) {
   std::string table = table_row("ADDRESS", "MAC", "SINCE", "MODE", "USER");
   for (const ListedUser& user : list.users) {
     table += table_row(terminal_text(user.ip), terminal_text(user.mac), time_text(user.login_time),
-                       MODE_NAMES[user.mode], user.user.empty() ? "-" : terminal_text(user.user));
+                       mode_name(user), user.user.empty() ? "-" : terminal_text(user.user));
   }
   return table;
 }
@@ -143,8 +114,8 @@ std::string user_json(const UserList& list) {
                      {"ip", user.ip},
                      {"mac", user.mac},
                      {"login_time", user.login_time},
-                     {"mode", user.mode},
-                     {"mode_name", MODE_NAMES[user.mode]}});
+                     {"mode", static_cast<int>(user.mode)},
+                     {"mode_name", mode_name(user)}});
   }
   return users.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
 }

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "daemon/users/published_line.h"
+
 namespace webauth {
 
 /// Texts as published: they may hold any byte but a line feed.
@@ -16,8 +18,8 @@ struct ListedUser {
   std::string user;
   std::string ip;
   std::string mac;
-  std::int64_t login_time;  ///< seconds since the epoch
-  int mode;                 ///< 0 to 4
+  std::int32_t login_time;  ///< seconds since the epoch
+  AuthMode mode;
 };
 
 struct UserList {

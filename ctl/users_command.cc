@@ -8,7 +8,7 @@
 #include "ctl/list_watch.h"
 #include "ctl/operator_error.h"
 #include "ctl/user_list.h"
-#include "daemon/users/registration_path.h"
+#include "daemon/users/published_line.h"
 
 namespace webauth {
 namespace {

@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <iostream>
 
 #include "common/clock.h"
 #include "common/fd_guard.h"
@@ -17,6 +16,7 @@
 #include "gate/gate_socket.h"
 #include "gate/input_lines.h"
 #include "gate/message_text.h"
+#include "gate/output_lines.h"
 
 namespace webauth {
 namespace {
@@ -33,22 +33,23 @@ struct Gate {
   std::uint32_t daemon_port = 0;  ///< 0 until the daemon has been heard
   EntryTables tables{};
   InputLines input{};
+  OutputLines output{.fd = STDOUT_FILENO};
+  std::size_t ignored = 0;  ///< messages of other users
 };
-
-void print_line(const std::string& line) {
-  std::cout << line << '\n' << std::flush;
-  std::cout.clear();  // a reader that has gone must not stop the gate
-}
 
 /// Returns false when nothing is waiting.
 bool serve_one_message(Gate& gate) {
   const std::optional<Datagram> datagram = receive_datagram(gate.netlink);
   if (!datagram) {
     if (errno == EAGAIN || errno == EINTR) return false;
-    print_line(std::string("cannot receive: ") + std::strerror(errno));
+    print_lines(gate.output, std::string("cannot receive: ") + std::strerror(errno));
     return false;
   }
-  print_line(datagram_text(*datagram));
+  if (!datagram->from_us) {
+    ++gate.ignored;
+    return true;
+  }
+  print_lines(gate.output, datagram_text(*datagram));
   if (const auto message = known_message(*datagram)) {
     if (datagram->sender_port != 0) gate.daemon_port = datagram->sender_port;
     apply_message(gate.tables, *message);
@@ -76,7 +77,7 @@ int send_with_patience(Gate& gate, const KernelMessage& event) {
 void report_event(Gate& gate, const KernelMessage& event) {
   const std::string text = event_text(event);
   if (gate.daemon_port == 0) {
-    print_line("not sent, no daemon has been heard yet: " + text);
+    print_lines(gate.output, "not sent, no daemon has been heard yet: " + text);
     return;
   }
   // A client that leaves is gone from the table, whether or not the daemon hears of it.
@@ -84,26 +85,31 @@ void report_event(Gate& gate, const KernelMessage& event) {
   const int error = send_with_patience(gate, event);
   const std::string port = "port " + std::to_string(gate.daemon_port);
   if (error == 0) {
-    print_line("sent to " + port + ": " + text);
+    print_lines(gate.output, "sent to " + port + ": " + text);
   } else {
-    print_line("not sent to " + port + " (" + std::strerror(error) + "): " + text);
+    print_lines(gate.output, "not sent to " + port + " (" + std::strerror(error) + "): " + text);
   }
 }
 
 void obey(Gate& gate, const InputLine& line) {
   if (line.too_long) {
-    print_line("ignored: a line of more than " + std::to_string(INPUT_LINE_LIMIT) + " bytes");
+    print_lines(gate.output,
+                "ignored: a line of more than " + std::to_string(INPUT_LINE_LIMIT) + " bytes");
     return;
   }
   if (line.text.find_first_not_of(" \t\r") == std::string::npos) return;
   std::string problem;
   const std::optional<GateCommand> command = parse_gate_command(line.text, problem);
   if (!command) {
-    print_line(problem);
+    print_lines(gate.output, problem);
   } else if (command->event) {
     report_event(gate, *command->event);
   } else {
-    print_line(tables_text(gate.tables));
+    if (gate.ignored > 0) {
+      print_lines(gate.output,
+                  "  ignored messages of other users: " + std::to_string(gate.ignored));
+    }
+    print_lines(gate.output, tables_text(gate.tables));
   }
 }
 
@@ -124,9 +130,10 @@ bool serve_input(Gate& gate) {
 int run_gate(bool exit_on_eof) {
   occupy_standard_descriptors();
   (void)std::signal(SIGPIPE, SIG_IGN);
+  (void)std::signal(SIGTTIN, SIG_IGN);  // in the background a terminal's input is at its end
   const FdGuard netlink(open_gate_socket());
   Gate gate{.netlink = netlink.get()};
-  print_line("webauth-gate: listening on port " + std::to_string(GATE_PORT));
+  print_lines(gate.output, "webauth-gate: listening on port " + std::to_string(GATE_PORT));
   pollfd watched[] = {{.fd = netlink.get(), .events = POLLIN, .revents = 0},
                       {.fd = STDIN_FILENO, .events = POLLIN, .revents = 0}};
   for (;;) {

@@ -16,6 +16,7 @@ struct Datagram {
   std::vector<unsigned char> bytes;
   std::size_t size;
   std::uint32_t sender_port;  ///< 0 is the kernel
+  bool from_us;               ///< the kernel says that the sender is root or the gate's own user
 };
 
 inline constexpr std::size_t GATE_RECEIVE_LIMIT = 4096;

@@ -40,7 +40,9 @@ Lines words_of(const auto&... values) {
 
 Lines edit_group(bool add, const std::string& before, const std::string& address) {
   std::string line = before;
-  const bool changed = (add ? add_group_address : remove_group_address)(line, address);
+  line.resize(before.size() + GROUP_LINE_ROOM);
+  const bool changed = (add ? add_group_address : remove_group_address)(line.data(), address);
+  line = line.c_str();
   EXPECT_EQ(changed, line != before);
   return changed ? Lines{line} : Lines{};
 }
@@ -63,7 +65,8 @@ Lines tool_result(const std::string& rule, const Lines& in) {
     const UserList list = parse_user_list(text);
     if (list.malformed == 1 && list.users.empty()) return {};
     const ListedUser& user = list.users.at(0);
-    return words_of(user.user, user.ip, user.mac, user.login_time, user.mode);
+    return words_of(user.user, user.ip, user.mac, user.login_time,
+                    static_cast<int>(user.mode));
   }
   if (rule == "json") return {user_json(parse_user_list(text))};
   if (rule == "terminal") return {terminal_text(text)};

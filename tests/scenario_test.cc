@@ -17,7 +17,7 @@
 #include <utility>
 
 #include "daemon/control/control_message.h"
-#include "daemon/users/registration_path.h"
+#include "daemon/users/published_line.h"
 #include "gate/gate_command.h"
 #include "tests/support/mail_server.h"
 #include "tests/support/world_test.h"

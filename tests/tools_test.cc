@@ -28,7 +28,7 @@ KernelMessage message(KernelCommand command, std::uint32_t kind, const char* ip)
 /// The first bytes of it as they come to the gate, in words.
 std::string seen(const KernelMessage& record, std::size_t size = sizeof(KernelMessage)) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(&record);
-  return datagram_text({.bytes = {bytes, bytes + size}, .size = size, .sender_port = 77});
+  return datagram_text({.bytes = {bytes, bytes + size}, .size = size, .sender_port = 77, .from_us = true});
 }
 
 TEST(Gate, PrintsMessagesAndTheirDeviations) {
@@ -58,7 +58,7 @@ TEST(Gate, PrintsGardenMessages) {
       "\0\0\0"
       "\10\0\1\0\12\11\0\1",
       68);
-  Datagram datagram{.bytes{whole.begin(), whole.end()}, .size = 68, .sender_port = 77};
+  Datagram datagram{.bytes{whole.begin(), whole.end()}, .size = 68, .sender_port = 77, .from_us = true};
   EXPECT_EQ("GARDEN_HOST_ADDRESS wx.qq.\\x0a\\x01 10.9.0.1", garden_text(datagram));
   while (!datagram.bytes.empty()) {  // no length of it is read beyond its end
     datagram.bytes.pop_back();

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "daemon/control/control_message.h"
-#include "daemon/users/online_user.h"
+#include "daemon/users/user_table.h"
 
 namespace webauth {
 

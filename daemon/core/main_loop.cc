@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "common/clock.h"
 #include "daemon/control/control_channel.h"
@@ -19,17 +20,18 @@ namespace {
 constexpr std::int64_t PASS_MICROSECONDS = 1'000'000;
 // How long a silent connection keeps the next one waiting, so that a front end that writes a
 // little after connecting is not cut off.
-constexpr std::int64_t REST_MICROSECONDS = 1'000'000;
+constexpr std::int64_t REST_MICROSECONDS = 100'000;
 
-// How long the listening socket still rests.
+// How long who waits at the listening socket goes on waiting.
 std::int64_t rest_left(const LoopState& loop) {
   if (loop.rest_until == 0) return 0;
   return std::clamp<std::int64_t>(loop.rest_until - steady_microseconds(), 0, REST_MICROSECONDS);
 }
 
-// Waits, and leaves in `ready` what can be read. False when there is nothing to serve.
+// Waits, and leaves in `ready` what can be read. False when there is nothing to serve. The
+// listening socket is left out while it is known to be ready and has to wait.
 bool wait_for_input(const LoopState& loop, fd_set& ready) {
-  const std::int64_t rest = rest_left(loop);
+  const std::int64_t rest = loop.next_waits ? rest_left(loop) : 0;
   FD_ZERO(&ready);
   if (rest == 0) FD_SET(login_listen_fd, &ready);
   FD_SET(control_fd, &ready);
@@ -59,16 +61,25 @@ void serve_held_connection(LoopState& loop, const fd_set& ready, AccountTable& a
   close_held_connection(loop);
 }
 
+bool is_want(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
 void accept_connection(LoopState& loop, const fd_set& ready) {
-  if (!FD_ISSET(login_listen_fd, &ready)) return;
+  if (FD_ISSET(login_listen_fd, &ready)) loop.next_waits = true;
+  if (!loop.next_waits || rest_left(loop) > 0) return;
+  loop.next_waits = false;
+  close_held_connection(loop);  // it has been silent for its time, and its descriptor serves now
   const int connection = accept(login_listen_fd, nullptr, nullptr);
   if (connection >= FD_SETSIZE) {
     close(connection);  // no fd_set has room for it
   } else if (connection > 0) {
-    close_held_connection(loop);  // it has been silent for its second
     loop.held_connection = connection;
+    loop.rest_until = steady_microseconds() + REST_MICROSECONDS;
+  } else if (is_want(errno)) {
+    loop.next_waits = true;
+    loop.rest_until = steady_microseconds() + REST_MICROSECONDS;
   }
-  loop.rest_until = steady_microseconds() + REST_MICROSECONDS;
 }
 
 void serve_control_datagram(const fd_set& ready, AccountTable& accounts,

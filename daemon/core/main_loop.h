@@ -7,14 +7,15 @@
 
 #include <cstdint>
 
-#include "daemon/users/online_user.h"
+#include "daemon/users/user_table.h"
 
 namespace webauth {
 
 struct LoopState {
   int largest_socket = 0;   ///< of the three that are always open
   int held_connection = 0;  ///< an accepted login connection, not yet read; 0: none
-  /// Until when the listening socket stays out of the wait, in steady_microseconds.
+  bool next_waits = false;  ///< somebody is known to wait at the listening socket
+  /// Until when who waits there goes on waiting, in steady_microseconds; 0: nobody has to.
   std::int64_t rest_until = 0;
 };
 
@@ -24,9 +25,10 @@ LoopState begin_main_loop();
 /// Waits for at most a second, then serves each descriptor that is ready, once. A connection that
 /// is accepted here is read in a later pass, once, and closed.
 ///
-/// One connection is held at a time. A silent one keeps the listening socket out of the wait for a
-/// second; after that the next connection displaces it. A connection that cannot be accepted, as
-/// for want of descriptors, does the same, since it stays ready.
+/// One connection is held at a time. While it is silent it keeps the next one waiting for a tenth
+/// of a second; after that the next one takes its place. When it is served in a pass, the next one
+/// is accepted in that same pass. Want of descriptors or memory is waited out a tenth of a second
+/// at a time, since the connection that was not accepted stays ready.
 void serve_one_pass(LoopState& loop, AccountTable& accounts, OnlineUserTable& online_users);
 
 }  // namespace webauth

@@ -14,14 +14,11 @@ const char* setting_text(const char* key) {
   return value != nullptr ? value : "";
 }
 
+const ModeRow* configured_mode() { return find_mode(setting_text("WEBAUTH_SECTYPE")); }
+
 AuthMode read_auth_mode() {
-  const std::string_view type = setting_text("WEBAUTH_SECTYPE");
-  if (type == "USERS") return AuthMode::USERS;
-  if (type == "EMAIL") return AuthMode::EMAIL;
-  if (type == "LOCAL") return AuthMode::LOCAL;
-  if (type == "ADVERT") return AuthMode::ADVERT;
-  if (type == "WEIXIN") return AuthMode::WEIXIN;
-  return AuthMode::LOCAL;
+  const ModeRow* row = configured_mode();
+  return row != nullptr ? row->mode : AuthMode::LOCAL;
 }
 
 std::int32_t read_multi_user() {

@@ -6,16 +6,9 @@
 
 #include <cstdint>
 
-namespace webauth {
+#include "daemon/core/auth_mode.h"
 
-/// How visitors log in. The numbers appear in the registration file.
-enum class AuthMode : std::int32_t {
-  LOCAL = 0,   ///< one-key login; also for a missing or unknown WEBAUTH_SECTYPE
-  ADVERT = 1,  ///< one-key login, without a reply to the front end
-  WEIXIN = 2,  ///< one-key login behind the walled garden
-  USERS = 3,   ///< local accounts
-  EMAIL = 4,   ///< the mail server's accounts
-};
+namespace webauth {
 
 inline AuthMode auth_mode = AuthMode::LOCAL;
 inline std::int32_t multi_user = 0;        ///< 1: an account may be online several times
@@ -25,7 +18,10 @@ inline std::int32_t mail_server_port = 0;  ///< set in EMAIL mode only, host byt
 /// The value of a key in the settings store, or the empty text when the key is missing.
 const char* setting_text(const char* key);
 
-/// WEBAUTH_SECTYPE as a mode. Exact and case-sensitive; any unknown text is LOCAL.
+/// The row of WEBAUTH_SECTYPE as it stands now, or a null pointer for a missing or unknown text.
+const ModeRow* configured_mode();
+
+/// WEBAUTH_SECTYPE as a mode; a missing or unknown text is LOCAL.
 AuthMode read_auth_mode();
 
 /// WEBAUTH_MULTIUSER: 1 when its first three characters are "YES", else 0.

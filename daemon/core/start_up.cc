@@ -2,7 +2,6 @@
 
 #include <sys/select.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,7 +13,7 @@
 #include <ctime>
 
 #include "common/fatal.h"
-#include "common/text_field.h"
+#include "common/unix_address.h"
 #include "daemon/control/control_message.h"
 #include "daemon/core/event_log.h"
 #include "daemon/core/settings.h"
@@ -23,13 +22,16 @@
 #include "daemon/login/account_file.h"
 #include "daemon/login/login_record.h"
 #include "daemon/login/mail_connection.h"
-#include "daemon/users/registration_path.h"
+#include "daemon/platform/settings_store.h"
+#include "daemon/users/published_line.h"
 #include "daemon/wechat/walled_garden.h"
 
 namespace webauth {
 namespace {
 
 constexpr int LOGIN_BACKLOG = 25;
+
+static_assert(fits_unix_address(LOGIN_SOCKET_PATH) && fits_unix_address(CONTROL_SOCKET_PATH));
 
 // -d is accepted and changes nothing; getopt itself reports any other option.
 void scan_command_line(int argc, char** argv) {
@@ -38,6 +40,7 @@ void scan_command_line(int argc, char** argv) {
 }
 
 void read_settings() {
+  if (!nvram_open()) end_process();
   multi_user = read_multi_user();
   auth_mode = read_auth_mode();
   if (auth_mode == AuthMode::EMAIL) read_mail_server_settings();
@@ -58,9 +61,7 @@ void open_sockets() {
 
 int open_login_socket(const char* path) {
   unlink(path);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (!put_field(address.sun_path, path)) end_process();
+  const sockaddr_un address = unix_address(path);
   const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
   if (fd < 0) end_process();
   if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) end_process();
@@ -70,12 +71,9 @@ int open_login_socket(const char* path) {
 int open_control_socket(const char* path) {
   const int fd = socket(AF_UNIX, SOCK_DGRAM, 0);
   if (fd < 0) return -1;
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (!put_field(address.sun_path, path)) return -1;
+  const sockaddr_un address = unix_address(path);
   unlink(path);
-  const auto length =
-      static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + field_text(address.sun_path).size());
+  const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + std::strlen(path));
   if (bind(fd, reinterpret_cast<const sockaddr*>(&address), length) < 0) return -1;
   return fd;
 }
@@ -87,7 +85,7 @@ void start_up(int argc, char** argv, AccountTable& accounts) {
   scan_command_line(argc, argv);
   (void)std::remove(REGISTRATION_FILE);
   read_settings();
-  std::srand(static_cast<unsigned>(std::time(nullptr)));  // for the C library's own callers
+  std::srand(static_cast<unsigned>(std::time(nullptr)));  // as ever; nothing here draws from it
   // The counts of the lists are not used; a missing file is an empty list.
   if (auth_mode == AuthMode::USERS) (void)load_accounts(ACCOUNT_FILE, accounts);
   open_sockets();
@@ -96,7 +94,8 @@ void start_up(int argc, char** argv, AccountTable& accounts) {
   push_timeouts();
   (void)load_mac_list(MAC_LIST_FILE);
   (void)load_ip_list(IP_LIST_FILE);
-  if (std::strcmp(setting_text("WEBAUTH_SECTYPE"), "WEIXIN") == 0) wechat_garden_push();
+  const ModeRow* mode = configured_mode();
+  if (mode != nullptr && mode->garden) wechat_garden_push();
 }
 
 }  // namespace webauth

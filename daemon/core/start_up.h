@@ -2,7 +2,7 @@
 // ends the process, with exit status 1 and no message.
 #pragma once
 
-#include "daemon/users/online_user.h"
+#include "daemon/users/user_table.h"
 
 namespace webauth {
 
@@ -18,8 +18,9 @@ int open_login_socket(const char* path);
 int open_control_socket(const char* path);
 
 /// Reads the settings, opens the sockets and tells the kernel module what it must know. Ends the
-/// process when the mail settings are too long, a socket cannot be had or lies beyond FD_SETSIZE,
-/// or a kernel message cannot be sent. Files that are missing count as empty.
+/// process when the settings file cannot be read, the mail settings are too long, a socket cannot
+/// be had or lies beyond FD_SETSIZE, or a kernel message cannot be sent. Files that are missing
+/// count as empty.
 void start_up(int argc, char** argv, AccountTable& accounts);
 
 }  // namespace webauth

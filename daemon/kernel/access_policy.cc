@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
 
 #include "common/file.h"
 #include "daemon/core/settings.h"
@@ -15,30 +14,6 @@ namespace {
 
 constexpr std::uint32_t DEFAULT_IDLE = 1800;  // seconds, both
 constexpr std::uint32_t DEFAULT_MAXIMUM = 7200;
-
-struct TimeoutKeys {
-  const char* type;  // text of WEBAUTH_SECTYPE
-  const char* idle;
-  const char* maximum;
-  std::uint32_t idle_for_0;  // seconds that stand for a setting of 0
-  std::uint32_t maximum_for_0;
-};
-
-constexpr TimeoutKeys MODE_KEYS[] = {
-    {"LOCAL", "WEBSEC_YJ_TIMEOUT", "WEBSEC_YJ_ALLTIME", 0, 0},
-    {"ADVERT", "WEBSEC_TP_TIMEOUT", "WEBSEC_TP_ALLTIME", 0, 0},
-    {"WEIXIN", "WEBSEC_WX_TIMEOUT", "WEBSEC_WX_ALLTIME", 0, 0},
-};
-
-constexpr TimeoutKeys GENERIC_KEYS = {"", "WEBSEC_TIMEOUT", "WEBAUTH_ALLTIME", 600, 30 * 24 * 3600};
-
-// The text decides, not auth_mode: an unknown text logs in as LOCAL, with the generic keys.
-const TimeoutKeys& timeout_keys(std::string_view type) {
-  for (const TimeoutKeys& keys : MODE_KEYS) {
-    if (type == keys.type) return keys;
-  }
-  return GENERIC_KEYS;
-}
 
 // Minutes in decimal as seconds of 32 bits, without a range check.
 std::uint32_t seconds_of(const char* minutes, std::uint32_t when_empty, std::uint32_t when_0) {
@@ -58,17 +33,14 @@ std::uint32_t number_of(const unsigned (&n)[8], int first) {
   return n[first] << 24 | n[first + 1] << 16 | n[first + 2] << 8 | n[first + 3];
 }
 
-KernelMessage ip_entry_message() {
+// Returns how many were sent. A range may hold a million addresses, so the message is made once.
+int push_range(IpRange range) {
   KernelMessage message;
   init_kernel_message(message, ADD_ENTRY);
   message.kind = ENTRY_IP;
-  return message;
-}
-
-// Returns how many were sent.
-int push_range(IpRange range) {
   for (std::uint32_t ip = range.first;; ++ip) {
-    push_ip_entry({static_cast<unsigned char>(ip >> 24), static_cast<unsigned char>(ip >> 16),
+    push_ip_entry(message,
+                  {static_cast<unsigned char>(ip >> 24), static_cast<unsigned char>(ip >> 16),
                    static_cast<unsigned char>(ip >> 8), static_cast<unsigned char>(ip)});
     if (ip == range.last) break;
   }
@@ -87,16 +59,16 @@ int push_daemon_start() {
 int push_timeouts() {
   KernelMessage message;
   init_kernel_message(message, SET_TIMEOUTS);
-  const TimeoutKeys& keys = timeout_keys(setting_text("WEBAUTH_SECTYPE"));
+  // The text decides, not auth_mode: an unknown text logs in as LOCAL, with the generic keys.
+  const ModeRow* mode = configured_mode();
+  const TimeoutKeys& keys = mode != nullptr ? mode->timeouts : GENERIC_TIMEOUTS;
   message.ip = seconds_of(setting_text(keys.idle), DEFAULT_IDLE, keys.idle_for_0);
   message.kind = seconds_of(setting_text(keys.maximum), DEFAULT_MAXIMUM, keys.maximum_for_0);
   send_kernel_message_or_exit(message);
   return 0;
 }
 
-int push_ip_entry(const unsigned char (&ip)[4]) {
-  // Made once: a range sends up to a million of them, in which only the address differs.
-  static KernelMessage message = ip_entry_message();
+int push_ip_entry(KernelMessage& message, const unsigned char (&ip)[4]) {
   std::memcpy(&message.ip, ip, sizeof message.ip);
   send_kernel_message_or_exit(message);
   return 0;

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "common/address_text.h"
+#include "daemon/kernel/kernel_message.h"
 
 namespace webauth {
 
@@ -26,8 +27,9 @@ int push_daemon_start();
 /// "LOCAL", "ADVERT" and "WEIXIN" send 0 s, the generic keys send 600 s idle and 30 days at most.
 int push_timeouts();
 
-/// Lets one IPv4 address through; the bytes are the parts of the dotted quad in order.
-int push_ip_entry(const unsigned char (&ip)[4]);
+/// Lets one IPv4 address through; the bytes are the parts of the dotted quad in order. `message` is
+/// an ADD_ENTRY of ENTRY_IP, into which only the address is put.
+int push_ip_entry(KernelMessage& message, const unsigned char (&ip)[4]);
 
 /// Lets one MAC address through, or withdraws it when `remove` is exactly 1.
 int push_mac_entry(const MacAddress& mac, int remove);

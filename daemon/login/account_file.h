@@ -9,7 +9,7 @@
 
 #include <string_view>
 
-#include "daemon/users/online_user.h"
+#include "daemon/users/user_table.h"
 
 namespace webauth {
 

@@ -82,17 +82,13 @@ int login_local_account(int connection, const LoginRequest& request, AccountTabl
   const Position found = find_by_user(accounts, field_text(request.user));
   if (!found) return 0;
   KernelMessage admission = user_entry_message(ADD_ENTRY, ip.c_str());
-  bool granted = false;
-  change_user(accounts, *found, [&](OnlineUser& account) {
-    account.tag = request.tag;
-    granted = grant_time(account, admission);
-    if (granted) mark_online(account, request);
-  });
-  if (!granted) {
+  OnlineUser& account = user_at(accounts, *found);
+  account.tag = request.tag;
+  if (!grant_time(account, admission)) {
     send_login_reply(connection, LOGIN_TIME_EXHAUSTED);
     return 1;
   }
-  const OnlineUser& account = user_at(accounts, *found);
+  mark_online(account, request);
   if (admission.ip != INADDR_NONE) {
     send_kernel_message_or_exit(admission);
     send_login_reply(connection, LOGIN_ACCEPTED);

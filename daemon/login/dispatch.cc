@@ -10,16 +10,14 @@ namespace webauth {
 int dispatch_login(int connection, const LoginRequest& request, AccountTable& accounts,
                    OnlineUserTable& online_users) {
   if (request.type != LOGIN_REQUEST) return 0;
-  switch (auth_mode) {
-    case AuthMode::LOCAL:
-    case AuthMode::ADVERT:
-    case AuthMode::WEIXIN:
+  switch (mode_row(auth_mode).method) {
+    case LoginMethod::ONE_KEY:
       (void)login_one_key(connection, request, online_users);
       break;
-    case AuthMode::USERS:
+    case LoginMethod::ACCOUNT:
       (void)login_local_account(connection, request, accounts, online_users);
       break;
-    case AuthMode::EMAIL:
+    case LoginMethod::MAIL:
       (void)login_email(connection, request, online_users);
       break;
   }

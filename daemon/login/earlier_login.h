@@ -8,24 +8,13 @@
 
 #include <string_view>
 
-#include "daemon/core/event_log.h"
-#include "daemon/kernel/user_entry.h"
-#include "daemon/users/online_user.h"
-#include "daemon/users/user_log.h"
+#include "daemon/users/user_table.h"
 
 namespace webauth {
 
 /// Ends the first session of `name`, if there is one; `report` is called with its record before it
 /// goes.
-template <typename Report>
-void end_earlier_login(OnlineUserTable& online_users, std::string_view name, Report report) {
-  const Position earlier = find_by_user(online_users, name);
-  if (!earlier) return;
-  const OnlineUser& user = user_at(online_users, *earlier);
-  remove_user_entry_or_exit(user.ip.c_str());
-  log_session(TITLE_USER, KEY_USER_DOWN, user);
-  report(user);
-  remove_user(online_users, *earlier);
-}
+void end_earlier_login(OnlineUserTable& online_users, std::string_view name,
+                       void (*report)(const OnlineUser&));
 
 }  // namespace webauth

@@ -6,8 +6,8 @@
 // not become empty again. Nothing here ends the process.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 namespace webauth {
@@ -21,12 +21,16 @@ enum EmailGroupOperation : int {
 
 /// Adds an address (network byte order) to the group, or takes it out. Returns 0 when that was done
 /// or there was nothing to do, -1 when the file could not be opened or read, is larger than 16 MB,
-/// or there is no memory for it.
+/// or there is no memory for it. What stands at the path and is not a regular file of the process's
+/// own user is replaced by a fresh one.
 [[nodiscard]] int email_group_update(int operation, std::uint32_t address);
 
-/// The two edits, on the text of the file. Each returns false, with the text as it was, when there
-/// is nothing to change or the line has fewer than three blanks.
-bool add_group_address(std::string& line, std::string_view address);
-bool remove_group_address(std::string& line, std::string_view address);
+/// How many bytes more than the text's the buffer of an edited line must hold.
+inline constexpr std::size_t GROUP_LINE_ROOM = 50;
+
+/// The two edits, on the text of the file, in place. Each returns false, with the text as it was,
+/// when there is nothing to change or the line has fewer than three blanks.
+bool add_group_address(char* line, std::string_view address);
+bool remove_group_address(char* line, std::string_view address);
 
 }  // namespace webauth

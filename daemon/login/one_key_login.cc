@@ -54,7 +54,7 @@ int login_one_key(int connection, const LoginRequest& request, OnlineUserTable& 
   const KernelMessage message = user_entry_message(ADD_ENTRY, user.ip.c_str());
   if (message.ip != INADDR_NONE) {
     (void)send_kernel_message(message);  // the visitor is answered and recorded all the same
-    if (auth_mode != AuthMode::ADVERT) send_login_reply(connection, LOGIN_ACCEPTED);
+    if (mode_row(auth_mode).replies) send_login_reply(connection, LOGIN_ACCEPTED);
     append_user(online_users, user);
     write_registration_file(REGISTRATION_TEMP_FILE, online_users);
   }

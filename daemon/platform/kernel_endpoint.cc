@@ -16,4 +16,11 @@ KernelEndpoint kernel_endpoint() {
   return {.protocol = NETLINK_USERSOCK, .peer_port = port};
 }
 
+void enlarge_receive_buffer(int fd, int bytes) {
+  // The first form passes the system's limit and needs a privilege; the second takes what it gets.
+  if (setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0) {
+    (void)setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+  }
+}
+
 }  // namespace webauth

@@ -32,4 +32,7 @@ struct KernelEndpoint {
 /// id: then the peer is that port on NETLINK_USERSOCK. An empty or malformed value counts as unset.
 KernelEndpoint kernel_endpoint();
 
+/// Gives a socket room for `bytes` of waiting datagrams, or as much as the system lets it have.
+void enlarge_receive_buffer(int fd, int bytes);
+
 }  // namespace webauth

@@ -4,30 +4,37 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <ctime>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "common/fd_guard.h"
+#include "common/file.h"
 
 namespace webauth {
 namespace {
 
 constexpr mode_t TEMP_MODE = 0600;  // until the old file's mode is known
 constexpr mode_t NEW_FILE_MODE = 0644;
-constexpr off_t LARGEST_FILE = 1 << 20;
+// A file that changed this shortly before it was read may change again within the same stamp.
+constexpr std::time_t TRUSTED_AGE = 2;  // seconds
+
+using Values = std::map<std::string, std::string, std::less<>>;
 
 struct Store {
-  struct stat seen {};                    // of the file that `lines` were read from
-  std::vector<std::string> lines;         // the file, without line ends
-  std::vector<std::string> lines_before;  // for texts that a caller still holds, as below
-  std::map<std::string, std::string> uncommitted;
-  std::map<std::string, std::string> uncommitted_before;
+  struct stat seen {};  // of the file that `text` was read from; zeros: read it again
+  std::string text;     // what `values` were made of
+  Values values;
+  Values values_before;  // a caller may still hold a text of it
+  Values uncommitted;
 };
 
 Store store;
@@ -37,70 +44,106 @@ const char* settings_path() {
   return path != nullptr && *path != '\0' ? path : DEFAULT_SETTINGS_FILE;
 }
 
-bool same_file(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-         a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+bool same_time(const timespec& a, const timespec& b) {
+  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
 
-std::vector<std::string> split_lines(std::string_view text) {
-  std::vector<std::string> lines;
+bool same_file(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+         same_time(a.st_mtim, b.st_mtim) && same_time(a.st_ctim, b.st_ctim);
+}
+
+bool is_trusted(const struct stat& file) {
+  const std::time_t changed = std::max(file.st_mtim.tv_sec, file.st_ctim.tv_sec);
+  return changed + TRUSTED_AGE < std::time(nullptr);
+}
+
+std::string_view trimmed(std::string_view text) {
+  const std::size_t begin = text.find_first_not_of(" \t");
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
+}
+
+struct Setting {
+  std::string_view key;
+  std::string_view value;
+};
+
+// What a line says, unless it is a comment.
+std::optional<Setting> read_setting(std::string_view line) {
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  const std::size_t sign = line.find('=');
+  if (sign == std::string_view::npos) return {};
+  const std::string_view key = trimmed(line.substr(0, sign));
+  if (key.empty() || key[0] == '#') return {};
+  return Setting{key, trimmed(line.substr(sign + 1))};
+}
+
+std::vector<std::string_view> split_lines(std::string_view text) {
+  std::vector<std::string_view> lines;
   while (!text.empty()) {
     const auto end = text.find('\n');
-    lines.emplace_back(text.substr(0, end));
+    lines.push_back(text.substr(0, end));
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
   }
   return lines;
 }
 
-bool read_whole(int fd, std::string& text) {
-  char buffer[4096];
-  for (;;) {
-    const ssize_t count = read(fd, buffer, sizeof buffer);
-    if (count <= 0) return count == 0;
-    text.append(buffer, static_cast<std::size_t>(count));
-  }
-}
-
-// Brings `lines` up to the file as it is now. Returns false, and keeps them, when there is a file
-// that cannot be read.
-bool refresh() {
-  struct stat now {};
-  if (stat(settings_path(), &now) == 0 && same_file(now, store.seen)) return true;
-  std::string text;
-  now = {};
+// The file as it is; a missing one is empty, with a status of zeros. False: it cannot be read.
+bool read_file(std::string& text, struct stat& status) {
   // Not to be held up by a path that turns out to be a pipe.
   const FdGuard file(open(settings_path(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (file.get() < 0 && errno != ENOENT) return false;
-  if (file.get() >= 0) {
-    if (fstat(file.get(), &now) != 0 || !S_ISREG(now.st_mode)) return false;
-    if (now.st_size > LARGEST_FILE || !read_whole(file.get(), text)) return false;
-  }
-  store.seen = now;
-  store.lines_before = std::move(store.lines);
-  store.lines = split_lines(text);
-  return true;
+  if (file.get() < 0) return errno == ENOENT;
+  return fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && read_whole(file.get(), text);
 }
 
-bool line_has_key(const std::string& line, std::string_view key) {
-  return line.size() > key.size() && line[key.size()] == '=' && line.starts_with(key) &&
-         line[0] != '#';
+// The same, of a file that is being used: one that is suddenly empty is being rewritten.
+bool read_used_file(std::string& text, struct stat& status) {
+  if (!read_file(text, status)) return false;
+  const bool is_missing = status.st_ino == 0;
+  return is_missing || !text.empty() || store.text.empty();
 }
 
-// The last line of the key, or the end of `lines`.
-std::vector<std::string>::iterator find_key(std::vector<std::string>& lines, std::string_view key) {
-  for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
-    if (line_has_key(*line, key)) return line.base() - 1;
+void take_over(std::string&& text, const struct stat& status) {
+  store.seen = is_trusted(status) ? status : (struct stat){};
+  if (text == store.text) return;
+  Values values;
+  for (const std::string_view line : split_lines(text)) {
+    if (const auto setting = read_setting(line)) {
+      values.insert_or_assign(std::string(setting->key), std::string(setting->value));
+    }
   }
-  return lines.end();
+  store.text = std::move(text);
+  store.values_before = std::exchange(store.values, std::move(values));
 }
 
-bool write_whole(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t count = write(fd, text.data(), text.size());
-    if (count <= 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(count));
+void refresh() {
+  struct stat now {};
+  if (stat(settings_path(), &now) == 0 && same_file(now, store.seen)) return;
+  std::string text;
+  now = {};
+  if (read_used_file(text, now)) take_over(std::move(text), now);
+}
+
+// The text with the uncommitted keys in it: each in place of its last line, or at the end.
+std::string with_changes(std::string_view text) {
+  std::vector<std::string> lines;
+  std::map<std::string, std::size_t, std::less<>> places;
+  for (const std::string_view line : split_lines(text)) {
+    if (const auto setting = read_setting(line)) {
+      places.insert_or_assign(std::string(setting->key), lines.size());
+    }
+    lines.emplace_back(line);
   }
-  return true;
+  for (const auto& [key, value] : store.uncommitted) {
+    const auto place = places.find(key);
+    if (place == places.end()) lines.emplace_back();
+    std::string& line = place == places.end() ? lines.back() : lines[place->second];
+    line = key + "=" + value;
+  }
+  std::string changed;
+  for (const std::string& line : lines) changed.append(line).append("\n");
+  return changed;
 }
 
 // Gives the temporary file the mode and owner of the file that it will replace.
@@ -130,48 +173,40 @@ bool replace_file(const std::string& path, std::string_view text) {
 
 }  // namespace
 
+bool nvram_open() {
+  std::string text;
+  struct stat status {};
+  if (!read_file(text, status)) return false;
+  take_over(std::move(text), status);
+  return true;
+}
+
 const char* nvram_get(const char* key) {
-  (void)refresh();  // a file that cannot be read now leaves what was read before
-  const auto changed = store.uncommitted.find(key);
-  if (changed != store.uncommitted.end()) return changed->second.c_str();
-  const auto line = find_key(store.lines, key);
-  return line == store.lines.end() ? nullptr : line->c_str() + std::string_view(key).size() + 1;
+  refresh();
+  for (const Values* values : {&store.uncommitted, &store.values}) {
+    if (const auto found = values->find(key); found != values->end()) return found->second.c_str();
+  }
+  return nullptr;
 }
 
 int nvram_set(const char* key, const char* value) {
-  const std::string_view name(key);
-  const bool writable = !name.empty() && name[0] != '#' &&
-                        name.find_first_of("=\n") == std::string_view::npos &&
-                        std::string_view(value).find('\n') == std::string_view::npos;
-  if (!writable) return -1;
-  std::string copy(value);  // the caller may hand back the very text that it got from here
-  // Texts handed out live in the old nodes: those are kept, and a copy is changed.
-  store.uncommitted_before = store.uncommitted;
-  store.uncommitted_before.swap(store.uncommitted);
-  store.uncommitted.insert_or_assign(std::string(name), std::move(copy));
+  const std::string line = std::string(key) + "=" + value;
+  const auto read_back = read_setting(line);
+  if (!read_back || read_back->key != key || read_back->value != value ||
+      line.find('\n') != std::string::npos) {
+    return -1;
+  }
+  store.uncommitted.insert_or_assign(key, std::string(value));
   return 0;
 }
 
 int nvram_commit() {
-  if (!refresh()) return -1;  // writing now would lose the keys that could not be read
-  std::vector<std::string> lines = store.lines;
-  for (const auto& [key, value] : store.uncommitted) {
-    std::string line = key;
-    line.append("=").append(value);
-    const auto old = find_key(lines, key);
-    if (old == lines.end()) {
-      lines.push_back(std::move(line));
-    } else {
-      *old = std::move(line);
-    }
-  }
   std::string text;
-  for (const std::string& line : lines) text.append(line).append("\n");
-
+  struct stat status {};
+  if (!read_used_file(text, status)) return -1;
   char resolved[PATH_MAX];  // a link to the settings stays a link
   const char* path = realpath(settings_path(), resolved);
-  if (!replace_file(path != nullptr ? path : settings_path(), text)) return -1;
-  store.uncommitted_before = std::move(store.uncommitted);
+  if (!replace_file(path != nullptr ? path : settings_path(), with_changes(text))) return -1;
   store.uncommitted.clear();
   return 0;
 }

@@ -7,7 +7,7 @@
 #include <ctime>
 #include <string_view>
 
-#include "daemon/users/online_user.h"
+#include "daemon/users/user_table.h"
 
 namespace webauth {
 

@@ -5,7 +5,7 @@
 #pragma once
 
 #include "daemon/kernel/kernel_message.h"
-#include "daemon/users/online_user.h"
+#include "daemon/users/user_table.h"
 
 namespace webauth {
 

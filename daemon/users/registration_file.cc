@@ -23,14 +23,17 @@ int open_anew(const char* path) {
 
 }  // namespace
 
-int write_registration_file(const char* temp_path, UserTable& table) {
+int write_registration_file(const char* temp_path, OnlineUserTable& table) {
   const std::string& list = published_list(table);
   {
     const FdGuard file(open_anew(temp_path));
     const ssize_t written = write(file.get(), list.data(), list.size());
     (void)written;  // a short list is published all the same
   }
-  (void)std::rename(REGISTRATION_TEMP_FILE, REGISTRATION_FILE);
+  if (std::rename(REGISTRATION_TEMP_FILE, REGISTRATION_FILE) != 0 && errno == EISDIR) {
+    (void)std::remove(REGISTRATION_FILE);  // as at start
+    (void)std::rename(REGISTRATION_TEMP_FILE, REGISTRATION_FILE);
+  }
   return 0;
 }
 

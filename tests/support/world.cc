@@ -15,7 +15,7 @@
 
 #include "daemon/control/control_message.h"
 #include "daemon/platform/kernel_endpoint.h"
-#include "daemon/users/registration_path.h"
+#include "daemon/users/published_line.h"
 
 namespace webauth {
 namespace {
