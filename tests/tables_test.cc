@@ -1,3 +1,4 @@
+// The table of online users beside a plain array, and files under /tmp beside what others plant.
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -6,7 +7,9 @@
 
 #include "daemon/core/settings.h"
 #include "daemon/kernel/kernel_message.h"
+#include "daemon/login/email_group.h"
 #include "daemon/users/registration_file.h"
+#include "daemon/users/user_table.h"
 #include "tests/support/world_test.h"
 
 namespace webauth {
@@ -19,23 +22,23 @@ std::string written(OnlineUserTable& table) {
   return read_file(REGISTRATION_FILE);
 }
 
-TEST(RegistrationFile, WhatIsPlantedAtTheTemporaryPathIsReplaced) {
-  const char* temp = REGISTRATION_TEMP_FILE;
-  const std::function<void()> plants[] = {[=] { fs::create_directory(temp); },
-                                          [=] { mkfifo(temp, 0600); },
-                                          [=] { fs::create_symlink("/tmp/precious", temp); },
-                                          [=] { fs::create_hard_link("/tmp/precious", temp); },
-                                          [=] { fs::create_symlink("/tmp/nowhere", temp); }};
+class Files : public WorldTest {};
+
+TEST_F(Files, WhatIsPlantedAtTheirPathsIsReplaced) {
   write_file("/tmp/precious", "precious");
-  OnlineUserTable table;
-  OnlineUser visitor;
-  visitor.online = 1, visitor.kind = ENTRY_USER;
-  std::string expected;
+  const std::function<void(const char*)> plants[] = {
+      [](const char* path) { fs::create_directory(path); },
+      [](const char* path) { mkfifo(path, 0600); },
+      [](const char* path) { fs::create_symlink("/tmp/precious", path); },
+      [](const char* path) { fs::create_hard_link("/tmp/precious", path); },
+      [](const char* path) { fs::create_symlink("/tmp/nowhere", path); }};
   for (const auto& plant : plants) {
-    plant();
-    append_user(table, visitor);
-    expected += "   0 0 \n";
-    EXPECT_EQ(expected, written(table));
+    fs::remove(GROUP_FILE);
+    plant(GROUP_FILE), plant(REGISTRATION_TEMP_FILE);
+    OnlineUserTable table;
+    EXPECT_EQ("", written(table));
+    EXPECT_EQ(0, email_group_update(EMAIL_GROUP_ADD, 1));
+    EXPECT_TRUE(read_file(GROUP_FILE).ends_with(" Email_Auth 1.0.0.0  \n"));
     EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(REGISTRATION_FILE)));
     EXPECT_EQ("precious", read_file("/tmp/precious"));
     EXPECT_FALSE(fs::exists("/tmp/nowhere"));
@@ -44,7 +47,7 @@ TEST(RegistrationFile, WhatIsPlantedAtTheTemporaryPathIsReplaced) {
 
 // The table and its published text are kept step by step; a plain array, searched and rendered
 // whole, says what they must be.
-class TableModel : public testing::Test {
+class Tables : public testing::Test {
  protected:
   void step() {
     const std::size_t choice = pick(10), at = pick(model_.size() + 1);
@@ -57,8 +60,9 @@ class TableModel : public testing::Test {
     } else if (choice == 6) {
       std::vector<std::size_t> positions;
       for (std::size_t i = at; i < model_.size(); i += 1 + pick(4)) positions.push_back(i);
-      for (auto i = positions.rbegin(); i != positions.rend(); ++i)
+      for (auto i = positions.rbegin(); i != positions.rend(); ++i) {
         model_.erase(std::next(model_.begin(), int(*i)));
+      }
       remove_users(table_, positions);
     } else {
       model_[at] = random_user();
@@ -86,17 +90,16 @@ class TableModel : public testing::Test {
   void expect_same_list() {
     std::string list;
     for (const OnlineUser& user : model_) {
-      if (user.online != 1 || user.kind != 2) continue;
-      list += user.user + " " + user.ip + " " + user.mac + " " + std::to_string(user.login_time) +
-              " 0 \n";
+      if (user.online != 1 || user.kind != ENTRY_USER) continue;
+      list += user.user + " " + user.ip + " " + user.mac + " ";
+      list += std::to_string(user.login_time) + " 0 \n";
     }
     EXPECT_EQ(list, written(table_));
   }
 
   std::size_t pick(std::size_t count) { return random_() % count; }
 
-  const Lines keys_ = {"",         "10.0.0.1",  "10.0.0.10",         "010.0.0.1",
-                       "10.0.0.2", "%s%n \xff", std::string(64, 'n')};
+  const Lines keys_ = {"", "10.0.0.1", "10.0.0.10", "%s%n \xff", std::string(64, 'n')};
 
  private:
   OnlineUser random_user() {
@@ -124,7 +127,7 @@ class TableModel : public testing::Test {
   OnlineUserTable table_;
 };
 
-TEST_F(TableModel, IsWhatTheTableAgreesWith) {
+TEST_F(Tables, AgreeWithAPlainArray) {
   for (int i = 0; i < 4'000 && !HasFailure(); ++i) {
     SCOPED_TRACE(i);
     step();

@@ -3,6 +3,7 @@
 #include <linux/netlink.h>
 #include <signal.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -45,6 +46,8 @@ void enter_sandbox() {
     throw std::runtime_error("this program is to be run through scripts/sandbox");
   }
   signal(SIGPIPE, SIG_IGN);
+  umask(022);
+  setenv("PATH", (PROGRAM_FOLDERS + std::string(std::getenv("PATH"))).c_str(), 1);
   setenv("WEBAUTHD_KERNEL_PORT", std::to_string(GATE_PORT).c_str(), 1);
 }
 
@@ -71,6 +74,13 @@ int connect_front_end() {
 int connect_control() {
   static const sockaddr_un address = unix_address(CONTROL_SOCKET_PATH);
   return open_socket(AF_UNIX, SOCK_DGRAM, 0, connect, address, CONTROL_SOCKET_PATH);
+}
+
+int open_in_place(const char* path, int type) {
+  unlink(path);
+  const int fd = open_socket(AF_UNIX, type | SOCK_NONBLOCK, 0, bind, unix_address(path), path);
+  require(type == SOCK_DGRAM || listen(fd, 5) == 0, path);
+  return fd;
 }
 
 void send_whole(int fd, std::string_view bytes) {
@@ -113,22 +123,13 @@ void write_file(const std::string& path, std::string_view text) {
   std::ofstream(path, std::ios::binary) << text;
 }
 
-FrontEnd::FrontEnd() : fd_(connect_front_end()) {
+std::string reply_to(int fd, bool whole) {
   const timeval patience{.tv_sec = PATIENCE, .tv_usec = 0};
-  setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-}
-
-FrontEnd::~FrontEnd() { close(fd_); }
-
-void FrontEnd::send(std::string_view bytes) const {
-  bytes.empty() ? void(shutdown(fd_, SHUT_WR)) : send_whole(fd_, bytes);
-}
-
-std::string FrontEnd::reply(bool whole) const {
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
   std::string bytes;
   char buffer[1024];
   ssize_t count = 0;
-  while ((count = recv(fd_, buffer, sizeof buffer, whole ? 0 : MSG_DONTWAIT)) > 0) {
+  while ((count = recv(fd, buffer, sizeof buffer, whole ? 0 : MSG_DONTWAIT)) > 0) {
     bytes.append(buffer, static_cast<std::size_t>(count));
   }
   // A daemon that closes on bytes it has not read resets the connection.

@@ -26,10 +26,10 @@ struct Call {
 
 constexpr Call CALLS[] = {
     {SYS_pselect6, Sleep::SELECT},
-    {SYS_ppoll, Sleep::POLL},
     {SYS_sendmsg, Sleep::SENDMSG},
     {SYS_sendto, Sleep::SEND},
     {SYS_write, Sleep::SEND},
+    {SYS_ppoll, Sleep::POLL},
 #ifdef SYS_select
     {SYS_select, Sleep::SELECT},
 #endif
@@ -42,9 +42,6 @@ constexpr Call CALLS[] = {
 #ifdef SYS_poll
     {SYS_poll, Sleep::POLL},
 #endif
-#ifdef SYS_ppoll_time64
-    {SYS_ppoll_time64, Sleep::POLL},
-#endif
 #ifdef SYS_send
     {SYS_send, Sleep::SEND},
 #endif
@@ -52,11 +49,6 @@ constexpr Call CALLS[] = {
 
 std::string process_file(pid_t process, const char* name) {
   return "/proc/" + std::to_string(process) + "/" + name;
-}
-
-void close_and_forget(int& fd) {
-  if (fd >= 0) close(fd);
-  fd = -1;
 }
 
 }  // namespace
@@ -95,23 +87,21 @@ Sleep sleep_of(pid_t process) {
   return call == std::end(CALLS) ? Sleep::OTHER : call->sleep;
 }
 
-void Program::launch(const Lines& command, bool bare) {
-  end(SIGKILL);
-  std::vector<char*> texts;
-  for (const std::string& text : command) texts.push_back(const_cast<char*>(text.c_str()));
-  texts.push_back(nullptr);
+void Program::launch(const std::string& text) {
+  end();
   int input[2];
   int output[2];
-  require(pipe2(input, O_CLOEXEC) == 0 && pipe2(output, O_CLOEXEC) == 0, "pipe");
+  require(pipe2(input, O_CLOEXEC) == 0 && pipe2(output, O_CLOEXEC | O_NONBLOCK) == 0, "pipe");
   const pid_t child = fork();
   require(child >= 0, "fork");
   if (child == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    signal(SIGPIPE, SIG_DFL);  // which exec does not do
+    fcntl(output[1], F_SETFL, 0);
     dup2(input[0], STDIN_FILENO);
     dup2(output[1], STDOUT_FILENO);
     dup2(output[1], STDERR_FILENO);
-    for (const int fd : {0, 1, 2}) bare ? close(fd) : 0;
-    execv(texts[0], texts.data());
+    execl("/bin/sh", "sh", "-c", text.c_str(), nullptr);
     _exit(127);
   }
   pid_ = child;
@@ -119,7 +109,6 @@ void Program::launch(const Lines& command, bool bare) {
   close(output[1]);
   input_ = input[1];
   output_ = output[0];
-  fcntl(output_, F_SETFL, O_NONBLOCK);
 }
 
 bool Program::wait_until(Sleep call, const std::function<void()>& meanwhile) {
@@ -146,13 +135,15 @@ bool Program::has_ended() {
   return pid_ == 0;
 }
 
-void Program::end(int signal) {
+void Program::end() {
   if (!has_ended()) {
-    kill(pid_, signal);
+    kill(pid_, SIGKILL);
     wait_for_end();
   }
-  close_input();
-  close_output();
+  for (int* fd : {&input_, &output_}) {
+    if (*fd >= 0) close(*fd);
+    *fd = -1;
+  }
 }
 
 std::string Program::output() {
@@ -165,10 +156,12 @@ std::string Program::output() {
 }
 
 void Program::type(std::string_view text) {
-  require(write(input_, text.data(), text.size()) == static_cast<ssize_t>(text.size()), "input");
+  if (text.empty()) {
+    close(input_);
+    input_ = -1;
+  } else {
+    require(write(input_, text.data(), text.size()) > 0, "input");
+  }
 }
-
-void Program::close_input() { close_and_forget(input_); }
-void Program::close_output() { close_and_forget(output_); }
 
 }  // namespace webauth

@@ -1,5 +1,5 @@
 // A program under test as a child of this process, and what /proc tells of a process. What goes
-// wrong here is thrown as std::runtime_error; no test framework is needed.
+// wrong is thrown as std::runtime_error; no test framework is needed.
 #pragma once
 
 #include <signal.h>
@@ -35,27 +35,26 @@ Sleep sleep_of(pid_t process);
 class Program {
  public:
   Program() = default;
-  ~Program() { end(SIGKILL); }
+  ~Program() { end(); }
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
 
-  /// Starts it, the path first; `bare`: with the descriptors 0, 1 and 2 closed.
-  void launch(const Lines& command, bool bare = false);
+  /// Starts a shell with this text, which "exec"s the program by its name.
+  void launch(const std::string& text);
   [[nodiscard]] pid_t pid() const { return pid_; }  ///< 0: none runs
+  bool has_ended();
+  /// Kills it.
+  void end();
 
   /// Waits until it sleeps in this call; `meanwhile` is done all the time. False: it has ended.
-  bool wait_until(
-      Sleep call, const std::function<void()>& meanwhile = [] {});
+  bool wait_until(Sleep call, const std::function<void()>& meanwhile);
   /// Its exit status; -1 when a signal, or the end of patience, has ended it.
   int wait_for_end(const std::function<void()>& meanwhile = [] {});
-  bool has_ended();
-  void end(int signal);
 
   /// What has come on both outputs since the last call.
   std::string output();
+  /// Types to it; nothing: the end of its input.
   void type(std::string_view text);
-  void close_input();
-  void close_output();
 
  private:
   pid_t pid_ = 0;

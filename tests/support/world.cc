@@ -13,8 +13,10 @@
 #include <stdexcept>
 #include <utility>
 
+#include "common/fd_guard.h"
 #include "daemon/control/control_message.h"
 #include "daemon/platform/kernel_endpoint.h"
+#include "daemon/platform/settings_store.h"
 #include "daemon/users/published_line.h"
 
 namespace webauth {
@@ -26,16 +28,19 @@ namespace fs = std::filesystem;
 constexpr std::string_view KERNEL_MESSAGE_BEGIN = "360: 178 0 0 pid 168 ";
 const std::string FILLER(360, 'f');  // as long as a KernelMessage
 
-// The text of a syslog datagram, or the whole where priority or ident are wrong.
-std::string log_text(std::string_view datagram) {
-  const auto header = datagram.substr(0, datagram.find(": "));  // "<133>Jan  1 00:00:00 user"
-  std::string text(datagram.substr(std::min(header.size() + 2, datagram.size())));
+// What a syslog datagram is, as effects() says it.
+std::string log_effect(std::string_view datagram) {
+  const std::size_t end = datagram.find(": ");  // of "<133>Jan  1 00:00:00 user"
+  const std::string_view header = datagram.substr(0, end);
+  std::string text(datagram.substr(std::min(end + 2, datagram.size())));
   while (!text.empty() && (text.back() == '\n' || text.back() == '\0')) text.pop_back();
-  const bool emergency = (std::atoi(std::string(datagram.substr(1, 4)).c_str()) & 7) == 0;
-  const bool right = text.starts_with("R1 0 K5 ")
-                         ? header.starts_with("<133>") && header.ends_with(" user")
-                         : text.starts_with("@#@ log_info ") && emergency;
-  return right ? text : std::string(datagram);
+  constexpr std::string_view EVENT = "R1 0 K5 ", LINE = "@#@ log_info n ";
+  if (text.starts_with(EVENT) && header.starts_with("<133>") && header.ends_with(" user")) {
+    return "event " + text.substr(EVENT.size());
+  }
+  const bool emergency = (std::atoi(std::string(header.substr(1)).c_str()) & 7) == 0;
+  if (text.starts_with(LINE) && emergency) return "line " + text.substr(LINE.size());
+  return "log " + std::string(datagram);
 }
 
 }  // namespace
@@ -48,7 +53,7 @@ World::World() {
 }
 
 World::~World() {
-  daemon.end(SIGKILL);
+  daemon.end();
   for (const int fd : {log_fd_, log_filler_, kernel_filler_}) close(fd);
   close_kernel_side();
 }
@@ -59,7 +64,7 @@ void World::reset() {
     fs::create_directories(directory);
     for (const auto& entry : fs::directory_iterator(directory)) {
       // The project itself may lie in here.
-      if (!std::string_view(WEBAUTHD_BINARY).starts_with(entry.path().string() + "/")) {
+      if (!std::string_view(__FILE__).starts_with(entry.path().string() + "/")) {
         fs::remove_all(entry);
       }
     }
@@ -79,27 +84,29 @@ void World::close_kernel_side() {
   kernel_fd_ = -1;
 }
 
-void World::launch(const std::string& settings, const Lines& arguments, bool bare) {
+void World::launch(const std::string& text) {
   if (daemon.pid() > 0) end_daemon();
-  write_file("/etc/webauthd/settings", settings);
-  Lines command = {WEBAUTHD_BINARY};
-  command.insert(command.end(), arguments.begin(), arguments.end());
   started_ = std::time(nullptr);
   if (in_steps_) fill_queues();
-  daemon.launch(command, bare);
+  daemon.launch(text);
   port_ = daemon.pid();
 }
 
-void World::start(const std::string& settings, const Lines& arguments) {
-  launch(settings, arguments);
+void World::start(const std::string& settings) {
+  write_file(DEFAULT_SETTINGS_FILE, settings);
+  launch();
   settle();
 }
 
 void World::settle() {
+  if (!rest()) throw std::runtime_error("the daemon has ended");
+}
+
+bool World::rest() {
   const bool serves = daemon.wait_until(Sleep::SELECT, [this] { go_on(); });
   come_to_rest();
-  if (!serves) throw std::runtime_error("the daemon has ended");
-  if (in_steps_) fill_queues();
+  if (serves && in_steps_) fill_queues();
+  return serves;
 }
 
 int World::wait_for_end() {
@@ -130,7 +137,7 @@ void World::fill_queues() const {
     }
   };
   fill(log_filler_, log);
-  fill(kernel_filler_, kernel);
+  if (kernel_fd_ >= 0) fill(kernel_filler_, kernel);
 }
 
 // While the daemon is busy: empties the queues, or makes room where it waits for some.
@@ -163,11 +170,11 @@ bool World::receive(bool log) {
   std::string bytes;
   if (!receive_now(log ? log_fd_ : kernel_fd_, bytes)) return false;
   if (bytes == FILLER) return true;
-  const std::string kind = log ? "log" : "kernel";
-  std::string text = log ? log_text(bytes) : record_text(bytes, port_);
+  std::string text = record_text(bytes, port_);
   if (text.starts_with(KERNEL_MESSAGE_BEGIN)) text.erase(0, KERNEL_MESSAGE_BEGIN.size());
-  const auto place = std::find(effects_.begin(), effects_.end(), kind);
-  *(place != effects_.end() ? place : effects_.emplace(place)) = kind + " " + text;
+  const auto place = std::find(effects_.begin(), effects_.end(), log ? "log" : "kernel");
+  *(place != effects_.end() ? place : effects_.emplace(place)) =
+      log ? log_effect(bytes) : "kernel " + text;
   return true;
 }
 
@@ -190,10 +197,10 @@ Lines World::take(const std::string& kind) {
 
 std::string World::login(std::string_view ip, std::string_view mac, std::string_view user,
                          std::string_view password) {
-  const FrontEnd client;
-  client.send(login_request(ip, mac, user, password));
+  const FdGuard client(connect_front_end());
+  send_whole(client.get(), login_request(ip, mac, user, password));
   settle();
-  return client.reply();
+  return reply_to(client.get());
 }
 
 std::string World::published() const {
@@ -209,9 +216,8 @@ std::string World::published() const {
 }
 
 void World::control(std::string_view datagram) const {
-  const int fd = connect_control();
-  send_whole(fd, datagram);
-  close(fd);
+  const FdGuard client(connect_control());
+  send_whole(client.get(), datagram);
 }
 
 void World::kernel_event(std::string_view datagram) const {

@@ -22,22 +22,26 @@ class World {
 
   /// Ends the daemon and clears files and effects: for the next row of a table.
   void reset();
-  /// Starts the daemon with this text of the settings file; start waits until it serves.
-  void launch(const std::string& settings, const Lines& arguments = {}, bool bare = false);
-  void start(const std::string& settings = "", const Lines& arguments = {});
-  /// Waits until a daemon that has nothing to serve has handled everything.
+  /// Starts the daemon in the way of this shell text; start writes the settings file before, and
+  /// waits until the daemon serves.
+  void launch(const std::string& text = "exec webauthd");
+  void start(const std::string& settings = "");
+  /// Waits until a daemon that has nothing to serve has handled everything. rest is false, instead
+  /// of throwing, when the daemon has ended.
   void settle();
+  bool rest();
   /// Waits for a daemon that ends by itself: its exit status.
   int wait_for_end();
   /// Takes the kernel side away, at which the daemon ends with the next message (a sanitizer then
   /// looks for leaks). Throws unless it does so with status 1, and has said nothing unasked.
   void end_daemon();
 
-  /// What the daemon did since the last call, oldest first: "log <text>" (priority and ident are
-  /// checked as they come) and "kernel <record_text>", of which the words that begin every
-  /// KernelMessage are left out. The others take only those of their kind, without the first word.
+  /// What the daemon did since the last call, oldest first: "event <key> <text>" for an event
+  /// record, "line <text>" for a "@#@ log_info n" line, "log <datagram>" for what is neither or has
+  /// the wrong priority, and "kernel <record_text>", without the words that begin every
+  /// KernelMessage. The others take only those of their kind, the first word left out.
   Lines effects();
-  Lines log() { return take("log "); }
+  Lines events() { return take("event "); }
   Lines kernel() { return take("kernel "); }
 
   /// One front end that sends a whole request and waits for the end: its reply.
@@ -62,10 +66,11 @@ class World {
  protected:
   virtual void look() {}
   void note(const std::string& effect);
+  /// While something else is waited for: keeps the daemon going.
+  void go_on();
 
  private:
   void fill_queues() const;
-  void go_on();
   void come_to_rest();
   bool receive(bool log);
   Lines take(const std::string& kind);
