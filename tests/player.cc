@@ -1,11 +1,14 @@
 #include "tests/player.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
+#include <signal.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <ctime>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -22,6 +25,8 @@ namespace {
 
 // What every start does, unless the transcript has set something.
 const Lines DEFAULT_START = {"event syslog.webauth_enable ", "kernel 6", "kernel 7 708 1c20"};
+constexpr char ANSWER[] = "/tmp/answer";
+constexpr char GATE_INPUT[] = "/tmp/gate.input";
 
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
   for (std::size_t at = 0; !from.empty() && (at = text.find(from, at)) != std::string::npos;) {
@@ -31,15 +36,31 @@ std::string replaced(std::string text, const std::string& from, const std::strin
   return text;
 }
 
-// "<size> <offset>=<text> ..." for the texts in a record.
-std::string texts_of(std::string_view record) {
-  std::string texts = std::to_string(record.size());
+// "sent <size> <offset>=<text> ..." for the texts in a record.
+std::string sent(std::string_view record) {
+  std::string texts = "sent " + std::to_string(record.size());
   for (std::size_t at = 0; (at = record.find_first_not_of('\0', at)) < record.size();) {
     const std::size_t end = std::min(record.find('\0', at), record.size());
     texts += " " + std::to_string(at) + "=" + std::string(record.substr(at, end - at));
     at = end;
   }
   return texts;
+}
+
+// A line of the published list with "NOW" for a login time since the daemon's start.
+std::string listed(std::string line, std::int64_t started) {
+  const auto end = line.rfind(' ', line.size() - 2);  // before the mode number
+  const auto begin = line.rfind(' ', end - 1) + 1;
+  const std::int64_t time = std::atoll(line.c_str() + begin);
+  const bool is_new = time >= started && time <= std::time(nullptr);
+  return is_new ? line.replace(begin, end - begin, "NOW") : line;
+}
+
+Lines lines_of(const std::string& text) {
+  Lines lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
 }
 
 }  // namespace
@@ -51,17 +72,16 @@ Player::Player() {
 
 std::string Player::play(const std::string& step) {
   Lines words = words_of(step);
-  const std::string rest_of_step = step.substr(std::min(words[0].size() + 1, step.size()));
-  words.resize(std::max<std::size_t>(words.size(), 5));
-  if (!prepare(words, rest_of_step) && !visit(words) && !send_record(words)) {
+  const std::string rest = step.substr(std::min(words[0].size() + 1, step.size()));
+  words.resize(std::max<std::size_t>(words.size(), 6));
+  if (!prepare(words, rest) && !visit(words) && !send_record(words)) {
     throw std::runtime_error("no such step: " + step);
   }
   if (stopped_) return "";
-  if (daemon.pid() > 0 && !rest()) note("exit status " + std::to_string(wait_for_end()));
+  settle();
   if (gate_.pid() > 0) {
     const auto port = "port " + std::to_string(daemon.pid());
-    if (gate_.wait_until(Sleep::POLL, [this] { go_on(); }) && daemon.pid() > 0) settle();
-    if (gate_.has_ended()) note("gate ends with " + std::to_string(gate_.wait_for_end()));
+    if (gate_.wait_until(Sleep::POLL, [this] { go_on(); })) settle();
     note_lines("gate ", replaced(gate_.output(), port, "port pid"));
   }
   if (clients_.contains("")) {  // it has got all of its reply, but for the end
@@ -73,30 +93,25 @@ std::string Player::play(const std::string& step) {
   if (seen == DEFAULT_START) seen.clear();
   std::string text;
   for (const std::string& effect : seen) text += terminal_text(effect) + "$\n";
-  return seen.size() > 1 ? like_earlier(step, words, text) : text;
-}
-
-std::string Player::like_earlier(const std::string& step, const Lines& words,
-                                 const std::string& seen) {
-  std::string form = words[0] + "\n" + seen;
+  if (seen.size() < 2) return text;
   const in_addr_t address = inet_addr(words[1].c_str());
-  form = replaced(form, record_text(bytes_of(address)).substr(2), "(its number)");
+  std::string form = replaced(text, record_text(bytes_of(address)).substr(2), "(number)");
   for (std::size_t i = 1; i < words.size(); ++i) {
     form = replaced(form, words[i], "(" + std::to_string(i) + ")");
   }
-  const auto [earlier, is_new] = earlier_.try_emplace(form, step);
-  return is_new ? seen : "as > " + earlier->second + "\n";
+  const auto [earlier, is_new] = earlier_.try_emplace(words[0] + " " + form, step);
+  return is_new ? text : "as > " + earlier->second + "\n";
 }
 
-// Steps around the daemon. "pretend" answers webauthctl in the daemon's place, one login after the
-// other: with a verdict, or "none", "torn", "silent". "tell" types to the gate. "stop" holds the
-// daemon until all that "continue" shows has been sent.
-bool Player::prepare(const Lines& words, const std::string& rest_of_step) {
+// Steps around the daemon. "pretend" takes its place: a login is answered with the file
+// /tmp/answer, or never. "tell" types to the gate. "stop" holds the daemon until all that
+// "continue" shows has been sent.
+bool Player::prepare(const Lines& words, const std::string& rest) {
   const std::string& verb = words[0];
   if (verb == "$") {
-    run_shell(rest_of_step);
+    run_shell(rest);
   } else if (verb == "start") {
-    launch(rest_of_step.empty() ? "exec webauthd" : rest_of_step);
+    launch(rest.empty() ? "exec webauthd" : rest);
   } else if (verb == "stop" || verb == "continue") {
     stopped_ = verb == "stop";
     kill(daemon.pid(), stopped_ ? SIGSTOP : SIGCONT);
@@ -108,15 +123,18 @@ bool Player::prepare(const Lines& words, const std::string& rest_of_step) {
     mail_.emplace(says, words[4] == "tls", 10110);
   } else if (verb == "gate") {
     close_kernel_side();
-    gate_.launch("exec webauth-gate " + rest_of_step);
+    (void)mkfifo(GATE_INPUT, 0600);
+    gate_.launch(std::string("exec webauth-gate <") + GATE_INPUT);
+    gate_input_ = std::make_unique<FdGuard>(open(GATE_INPUT, O_WRONLY | O_CLOEXEC));
+  } else if (verb == "tell") {
+    if (rest.empty()) gate_input_.reset();
+    if (!rest.empty())
+      require(write(gate_input_->get(), (rest + "\n").data(), rest.size() + 1) > 0, "gate");
   } else if (verb == "kill-gate") {
     gate_.end();
-  } else if (verb == "tell") {
-    gate_.type(rest_of_step.empty() ? "" : rest_of_step + "\n");
   } else if (verb == "pretend") {
-    verdicts_ = Lines(words.begin() + 1, words.end());
-    if (login_listener_ < 0) login_listener_ = open_in_place(LOGIN_SOCKET_PATH, SOCK_STREAM);
-    if (control_listener_ < 0) control_listener_ = open_in_place(CONTROL_SOCKET_PATH, SOCK_DGRAM);
+    login_listener_ = std::make_unique<FdGuard>(open_in_place(LOGIN_SOCKET_PATH, SOCK_STREAM));
+    control_listener_ = std::make_unique<FdGuard>(open_in_place(CONTROL_SOCKET_PATH, SOCK_DGRAM));
   } else if (verb == "no-kernel-side") {
     close_kernel_side();
   } else if (verb == "reset") {
@@ -127,29 +145,35 @@ bool Player::prepare(const Lines& words, const std::string& rest_of_step) {
   return true;
 }
 
-// What front ends do: "login" and "type" (another request type) at once and to the end, or, for a
-// client by its name, step by step.
+// What front ends do: "login IP MAC USER PASSWORD TYPE" at once and to the end, "cut SIZE IP MAC"
+// with so many bytes, or, for a client by its name, step by step.
 bool Player::visit(const Lines& words) {
   const std::string &verb = words[0], &name = words[1];
-  const bool at_once = verb == "login" || verb == "type";
-  if (at_once || verb == "connect") {
-    clients_[at_once ? "" : name] = std::make_unique<FdGuard>(connect_front_end());
-  }
   if (verb == "login") {
-    send_whole(clients_[""]->get(), login_request(words[1], words[2], words[3], words[4]));
-  } else if (verb == "type") {
-    const auto type = static_cast<std::uint32_t>(std::stoul(words[1], nullptr, 0));
-    send_whole(clients_[""]->get(),
-               login_request(words[2], words[3]).replace(0, 4, bytes_of(type)));
+    const auto type = static_cast<std::uint32_t>(std::stoul("0" + words[5], nullptr, 16));
+    std::string request = login_request(words[1], words[2], words[3], words[4]);
+    if (!words[5].empty()) request.replace(0, 4, bytes_of(type));
+    clients_[""] = std::make_unique<FdGuard>(connect_front_end());
+    send_whole(clients_[""]->get(), request);
+  } else if (verb == "cut") {
+    std::string request = login_request(words[2], words[3]);
+    request.resize(std::stoul(words[1]), 'x');
+    clients_[""] = std::make_unique<FdGuard>(connect_front_end());
+    send_whole(clients_[""]->get(), request);
+  } else if (verb == "connect") {
+    clients_[name] = std::make_unique<FdGuard>(connect_front_end());
   } else if (verb == "send") {
-    send_whole(clients_.at(name)->get(), login_request(words[2], words[3], words[4]));
+    send_whole(clients_.at(name)->get(), login_request(words[2], words[3]));
   } else if (verb == "leave") {
     clients_.erase(name);
+  } else {
+    return false;
   }
-  return at_once || verb == "connect" || verb == "send" || verb == "leave";
+  return true;
 }
 
-// Events as the gate's commands have them, and control datagrams, cut behind their last text.
+// Events as the gate's commands have them, and control datagrams, cut behind their last text:
+// "control COMMAND OFFSET TEXT OFFSET TEXT".
 bool Player::send_record(const Lines& words) {
   std::string line, problem;
   for (const std::string& word : words) line += word + " ";
@@ -157,22 +181,14 @@ bool Player::send_record(const Lines& words) {
     kernel_event(bytes_of(*event->event));
     return true;
   }
-  const struct {
-    const char* verb;
-    std::uint32_t command;
-    std::size_t offset;
-  } rows[] = {{"add", CTL_ADD_ACCOUNT, 4},    {"delete", CTL_DELETE_ACCOUNT, 4},
-              {"cut", CTL_CUT_IP, 68},        {"allow", CTL_ALLOW_MAC, 164},
-              {"remove", CTL_REMOVE_MAC, 84}, {"unknown", 4, 4}};
-  for (const auto& row : rows) {
-    if (words[0] != row.verb) continue;
-    std::string bytes(300, '\0');
-    bytes.replace(0, 4, bytes_of(row.command)).replace(row.offset, words[1].size(), words[1]);
-    if (row.command == CTL_ADD_ACCOUNT) bytes.replace(84, words[2].size(), words[2]);
-    control(std::string_view(bytes).substr(0, bytes.find_last_not_of('\0') + 1));
-    return true;
+  if (words[0] != "control") return false;
+  std::string bytes(300, '\0');
+  bytes[0] = static_cast<char>(std::stoi(words[1]));
+  for (std::size_t i = 2; i < 6; i += 2) {
+    if (!words[i].empty()) bytes.replace(std::stoul(words[i]), words[i + 1].size(), words[i + 1]);
   }
-  return false;
+  control(std::string_view(bytes).substr(0, bytes.find_last_not_of('\0') + 1));
+  return true;
 }
 
 void Player::run_shell(const std::string& text) {
@@ -180,71 +196,53 @@ void Player::run_shell(const std::string& text) {
   setenv("gate", std::to_string(gate_.pid()).c_str(), 1);
   shell_.launch(text);
   const int status = shell_.wait_for_end([this] { go_on(), pretend(); });
-  if (daemon.pid() > 0) settle();
+  settle();
   note_lines("", shell_.output());
   if (status != 0) note("(status " + std::to_string(status) + ")");
 }
 
 // Serves webauthctl in the daemon's place.
 void Player::pretend() {
+  if (!login_listener_) return;
   std::string bytes;
-  if (control_listener_ >= 0 && receive_now(control_listener_, bytes)) note_sent(bytes);
-  const FdGuard client(accept(login_listener_, nullptr, nullptr));
+  if (receive_now(control_listener_->get(), bytes)) note(sent(bytes));
+  const FdGuard client(accept(login_listener_->get(), nullptr, nullptr));
   if (client.get() < 0) return;
-  LoginRequest request{};
-  (void)recv(client.get(), &request, sizeof request, MSG_WAITALL);
-  note_sent(bytes_of(request));
-  const std::string verdict = verdicts_.at(0);
-  verdicts_.erase(verdicts_.begin());
-  if (verdict == "silent") (void)recv(client.get(), &request, 1, 0);  // until it gives up
-  if (verdict == "silent" || verdict == "none") return;
-  LoginReply reply{};
-  reply.result = verdict == "torn" ? 1 : static_cast<std::uint32_t>(std::stoul(verdict));
-  send_whole(client.get(), bytes_of(reply).substr(0, verdict == "torn" ? 5 : sizeof reply));
+  bytes.resize(sizeof(LoginRequest));
+  (void)recv(client.get(), bytes.data(), bytes.size(), MSG_WAITALL);
+  if (std::exchange(asked_, bytes) != bytes) note(sent(bytes));
+  const std::string answer = read_file(ANSWER);
+  if (answer != "(none)") return send_whole(client.get(), answer);
+  (void)recv(client.get(), bytes.data(), 1, 0);  // until it gives up
 }
 
-void Player::note_sent(std::string_view record) {
-  const std::string texts = texts_of(record);
-  if (std::exchange(sent_, texts) != texts) note("sent " + texts);
-}
-
+// The published list is looked at whenever it was written: what has gone, and what is new.
 void Player::look() {
   for (const std::string& line : mail_ ? mail_->heard() : Lines{}) note("mail " + line);
   for (const auto& [name, client] : clients_) {
     const std::string reply = reply_to(client->get(), false);
     if (!reply.empty()) note("reply " + name + (name.empty() ? "" : " ") + reply);
   }
-  if (control_listener_ < 0) look_at_list();
   note_lines("output ", daemon.output());
-}
-
-// Of a list that was written anew: the lines that have gone, and those at its end that are new.
-void Player::look_at_list() {
   struct stat status {};
   if (stat(REGISTRATION_FILE, &status) != 0) list_.clear();
-  const bool same_file = status.st_ino == list_status_.st_ino &&
-                         status.st_ctim.tv_sec == list_status_.st_ctim.tv_sec &&
-                         status.st_ctim.tv_nsec == list_status_.st_ctim.tv_nsec;
-  if (same_file || !S_ISREG(status.st_mode)) return;
-  list_status_ = status;
-  std::istringstream file(published());
-  Lines lines;
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
-  auto same = lines.begin();
-  bool changed = false;
-  for (const std::string& line : list_) {
-    const bool stays = same != lines.end() && *same == line;
-    stays ? void(++same) : note("list - " + line);
-    changed = changed || !stays;
-  }
-  if (same == lines.end() && !changed) note("list as before");
-  for (; same != lines.end(); ++same) note("list + " + *same);
-  list_ = lines;
+  if (login_listener_ || !S_ISREG(status.st_mode) || status.st_ino == list_file_) return;
+  list_file_ = status.st_ino;
+  Lines list = lines_of(read_file(REGISTRATION_FILE));
+  for (std::string& line : list) line = listed(line, started_);
+  const auto note_missing = [this](const char* what, const Lines& from, const Lines& in) {
+    for (const std::string& line : from) {
+      if (std::count(in.begin(), in.end(), line) == 0) note(what + line);
+    }
+  };
+  note_missing("list - ", list_, list);
+  note_missing("list + ", list, list_);
+  if (list == list_) note("list as before");
+  list_ = list;
 }
 
 void Player::note_lines(const std::string& what, const std::string& text) {
-  std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);) note(what + line);
+  for (const std::string& line : lines_of(text)) note(what + line);
 }
 
 }  // namespace webauth

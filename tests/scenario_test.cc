@@ -1,8 +1,9 @@
-// Plays the transcripts of tests/scenarios. Lines that begin with "> " are done, the others are
-// what must then be seen, in the order of its causes: the mail server's ear, replies to front ends,
-// the published list when it is written, the daemon's output, log records, kernel messages, and
-// what the tools print. Blank lines and lines that begin with "#" separate. With WRITE_SCENARIOS in
-// the environment the files are written anew; read the difference.
+// Plays the transcripts of tests/scenarios. Lines that begin with "> " are steps (player.cc has
+// them) and those with "$ " commands of the shell, $daemon being the daemon's process; the others
+// are what must then be seen, in the order of its causes: what the mail server heard, replies, the
+// daemon's output, the published list when it is written, log records, messages to the kernel
+// module, and what a command printed. Blank lines and lines that begin with "#" separate. With
+// WRITE_SCENARIOS in the environment the files are written anew; read the difference.
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
@@ -13,10 +14,12 @@
 namespace webauth {
 namespace {
 
-class ScenarioTest : public testing::TestWithParam<std::filesystem::path> {};
+namespace fs = std::filesystem;
+
+class ScenarioTest : public testing::TestWithParam<fs::directory_entry> {};
 
 TEST_P(ScenarioTest, GoesAsWritten) {
-  const std::string expected = read_file(GetParam());
+  const std::string expected = read_file(GetParam().path());
   std::istringstream file(expected);
   std::string seen;
   Player player;
@@ -26,20 +29,17 @@ TEST_P(ScenarioTest, GoesAsWritten) {
     if (step) seen += player.play(line.substr(line[0] == '>' ? 2 : 0));
   }
   player.end_daemon();
-  if (std::getenv("WRITE_SCENARIOS") != nullptr) write_file(GetParam(), seen);
+  EXPECT_EQ(Lines(), player.effects());
+  if (std::getenv("WRITE_SCENARIOS") != nullptr) write_file(GetParam().path(), seen);
   EXPECT_TRUE(same_lines(expected, seen));
 }
 
-std::vector<std::filesystem::path> scenarios() {
-  std::vector<std::filesystem::path> paths;
-  for (const auto& entry : std::filesystem::directory_iterator(TEST_FOLDER "scenarios")) {
-    paths.push_back(entry.path());
-  }
-  return paths;
-}
-
-INSTANTIATE_TEST_SUITE_P(All, ScenarioTest, testing::ValuesIn(scenarios()),
-                         [](const auto& scenario) { return scenario.param.stem().string(); });
+INSTANTIATE_TEST_SUITE_P(All, ScenarioTest,
+                         testing::ValuesIn(fs::directory_iterator(TEST_FOLDER "scenarios"),
+                                           fs::directory_iterator()),
+                         [](const auto& scenario) {
+                           return scenario.param.path().stem().string();
+                         });
 
 }  // namespace
 }  // namespace webauth

@@ -5,7 +5,6 @@
 
 #include <sys/types.h>
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -25,7 +24,6 @@ int open_kernel_side(std::uint32_t daemon_port = 0);
 /// A new connection to the login socket, a new socket connected to the control socket.
 int connect_front_end();
 int connect_control();
-
 /// A socket of this type at one of the daemon's paths, in its place; it does not block.
 int open_in_place(const char* path, int type);
 

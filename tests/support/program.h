@@ -2,13 +2,12 @@
 // wrong is thrown as std::runtime_error; no test framework is needed.
 #pragma once
 
-#include <signal.h>
 #include <sys/types.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace webauth {
@@ -34,33 +33,23 @@ Sleep sleep_of(pid_t process);
 
 class Program {
  public:
-  Program() = default;
-  ~Program() { end(); }
-  Program(const Program&) = delete;
-  Program& operator=(const Program&) = delete;
-
-  /// Starts a shell with this text, which "exec"s the program by its name.
+  /// Starts a shell with this text, which may "exec" the program by its name.
   void launch(const std::string& text);
   [[nodiscard]] pid_t pid() const { return pid_; }  ///< 0: none runs
-  bool has_ended();
-  /// Kills it.
-  void end();
-
   /// Waits until it sleeps in this call; `meanwhile` is done all the time. False: it has ended.
   bool wait_until(Sleep call, const std::function<void()>& meanwhile);
   /// Its exit status; -1 when a signal, or the end of patience, has ended it.
-  int wait_for_end(const std::function<void()>& meanwhile = [] {});
-
+  int wait_for_end(const std::function<void()>& meanwhile);
+  /// Kills it.
+  void end();
   /// What has come on both outputs since the last call.
   std::string output();
-  /// Types to it; nothing: the end of its input.
-  void type(std::string_view text);
 
  private:
+  bool has_ended();
   pid_t pid_ = 0;
   int status_ = 0;
-  int input_ = -1;
-  int output_ = -1;
+  std::FILE* output_ = nullptr;
 };
 
 }  // namespace webauth
