@@ -10,7 +10,6 @@
 #include "common/clock.h"
 #include "daemon/login/mail_probe.h"
 #include "tests/support/mail_server.h"
-#include "tests/support/script.h"
 #include "tests/support/world_test.h"
 
 namespace webauth {

@@ -108,7 +108,7 @@ class Soak : World {
       const FdGuard client(connect_front_end());
       send_whole(client.get(), login_request(visitor.ip, visitor.mac, visitor.user));
       usleep(static_cast<useconds_t>(pick(400)));
-      daemon.end();
+      daemon.kill_it();
       admit(visitor);
       const std::string list = read_list();
       demand(list == before || list == listed(visitors_), "a list of no moment: " + list);
