@@ -25,6 +25,8 @@ constexpr mode_t TEMP_MODE = 0600;  // until the old file's mode is known
 constexpr mode_t NEW_FILE_MODE = 0644;
 // A file that changed this shortly before it was read may change again within the same stamp.
 constexpr std::time_t TRUSTED_AGE = 2;  // seconds
+// Bytes with which a string lies on the heap, where its text keeps its place when it is moved.
+constexpr std::size_t LEAST_ENTRIES = 64;
 
 // Keys and values in turns, each ended by a NUL, in the order of the file.
 using Entries = std::string;
@@ -131,6 +133,7 @@ void take_over(std::string&& text, const struct stat& status) {
   store.seen = is_trusted(status) ? status : (struct stat){};
   if (text == store.text) return;
   Entries entries;
+  entries.reserve(LEAST_ENTRIES);
   for (std::string_view rest = text; !rest.empty();) {
     if (const auto setting = read_setting(take_line(rest))) {
       append_entry(entries, setting->key, setting->value);
