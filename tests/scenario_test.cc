@@ -1,10 +1,10 @@
-// Plays the transcripts of tests/scenarios. Lines that begin with "> " are steps, as take() and the
-// functions below it have them, and those with "$ " commands of the shell, $daemon and $gate being
-// processes; the others are what must then be seen, in the order of its causes: what the mail
-// server heard, replies, the daemon's output, the published list when it is written, log records,
-// messages to the kernel module, and what a tool printed; or which earlier step of this kind went
-// the same way. "$" marks the end of a text. Blank lines and lines that begin with "#" separate.
-// With WRITE_SCENARIOS in the environment the files are written anew; read the difference.
+// Plays the transcripts of tests/scenarios. Lines that begin with "> " are steps, as take() has
+// them, and those with "$ " commands of the shell, $daemon and $gate being processes; the others
+// are what must then be seen, in the order of its causes: what the mail server heard, replies, the
+// daemon's output, the published list when it is written, log records, messages to the kernel
+// module, and what a tool printed; or which earlier step of this kind went the same way. "$" marks
+// the end of a text. Blank lines and lines that begin with "#" separate. With WRITE_SCENARIOS in
+// the environment the files are written anew; read the difference.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -15,7 +15,6 @@
 #include <ctime>
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -34,8 +33,6 @@ namespace webauth {
 namespace {
 
 namespace fs = std::filesystem;
-
-using Descriptor = std::unique_ptr<FdGuard>;
 
 // What every start does, unless the transcript has set something.
 const Lines DEFAULT_START = {"event syslog.webauth_enable ", "kernel 6", "kernel 7 708 1c20"};
@@ -79,13 +76,11 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
     take(words, step.substr(std::min(words[0].size() + 1, step.size())));
     if (stopped_) return "";
     settle();
-    if (gate_.pid() > 0) {
-      if (gate_.wait_until(Sleep::POLL, [this] { go_on(); })) settle();
-      const auto port = "port " + std::to_string(daemon.pid());
-      note_lines("gate ", replaced(gate_.output(), port, "port pid"));
-    }
+    if (gate_.pid() > 0 && gate_.wait_until(Sleep::POLL, [this] { go_on(); })) settle();
+    const auto port = "port " + std::to_string(daemon.pid());
+    note_lines("gate ", replaced(gate_.output(), port, "port pid"));
     if (clients_.contains("")) {  // it has got all of its reply, but for the end
-      const std::string end = reply_to(clients_[""]->get());
+      const std::string end = reply_to(clients_.at("").get());
       if (!end.empty()) note("reply " + end);
       clients_.erase("");
     }
@@ -93,20 +88,17 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
     if (seen == DEFAULT_START) seen.clear();
     std::string text;
     for (const std::string& effect : seen) text += terminal_text(effect) + "$\n";
-    return seen.size() > 1 ? like_earlier(step, words, text) : text;
-  }
-
- private:
-  std::string like_earlier(const std::string& step, const Lines& words, const std::string& seen) {
+    if (seen.size() < 2) return text;
     const in_addr_t address = inet_addr(words[1].c_str());
-    std::string form = replaced(seen, record_text(bytes_of(address)).substr(2), "(number)");
+    std::string form = replaced(text, record_text(bytes_of(address)).substr(2), "(number)");
     for (std::size_t i = 1; i < words.size(); ++i) {
       form = replaced(form, words[i], "(" + std::to_string(i) + ")");
     }
     const auto [earlier, is_new] = earlier_.try_emplace(words[0] + " " + form, step);
-    return is_new ? seen : "as > " + earlier->second + "\n";
+    return is_new ? text : "as > " + earlier->second + "\n";
   }
 
+ private:
   void take(const Lines& words, const std::string& rest) {
     const std::string &verb = words[0], &name = words[1];
     if (verb == "$") {
@@ -118,67 +110,58 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
       kill(daemon.pid(), stopped_ ? SIGSTOP : SIGCONT);
       waitpid(daemon.pid(), nullptr, WUNTRACED | WCONTINUED);
     } else if (verb == "login") {  // IP MAC USER PASSWORD TYPE
-      log_in(words);
+      std::string request = login_request(words[1], words[2], words[3], words[4]);
+      if (!words[5].empty()) request.replace(0, 4, bytes_of(std::stoi(words[5], nullptr, 16)));
+      send_whole(clients_.try_emplace("", connect_front_end()).first->second.get(), request);
     } else if (verb == "connect") {  // a client by its name, step by step
-      clients_[name] = std::make_unique<FdGuard>(connect_front_end());
-    } else if (verb == "send") {
+      clients_.try_emplace(name, connect_front_end());
+    } else if (verb == "send") {  // NAME IP MAC SIZE
       const std::size_t size = words[4].empty() ? 300 : std::stoul(words[4]);
-      send_whole(clients_.at(name)->get(), login_request(words[2], words[3]).substr(0, size));
+      send_whole(clients_.at(name).get(), login_request(words[2], words[3]).substr(0, size));
     } else if (verb == "leave") {
       clients_.erase(name);
     } else if (verb == "control") {  // COMMAND OFFSET TEXT OFFSET TEXT, cut behind the last
-      send_control(words);
+      std::string bytes(300, '\0');
+      bytes[0] = static_cast<char>(std::stoi(words[1]));
+      for (std::size_t i = 2; i < words.size() && !words[i].empty(); i += 2) {
+        bytes.replace(std::stoul(words[i]), words[i + 1].size(), words[i + 1]);
+      }
+      control(std::string_view(bytes).substr(0, bytes.find_last_not_of('\0') + 1));
     } else if (verb == "mail") {  // a greeting and two answers, and "tls"
       Lines says(words.begin() + 1, words.begin() + 4);
       for (std::string& text : says) text += text.empty() ? "" : "\r\n";
       mail_.reset();
       mail_.emplace(says, words[4] == "tls", 10110);
-    } else if (verb == "gate") {
-      close_kernel_side();
-      require(mkfifo(GATE_INPUT, 0600) == 0, GATE_INPUT);
-      gate_.launch(std::string("exec webauth-gate <") + GATE_INPUT);
-      gate_input_ = std::make_unique<FdGuard>(open(GATE_INPUT, O_WRONLY | O_CLOEXEC));
-    } else if (verb == "tell") {
-      require(write(gate_input_->get(), (rest + "\n").c_str(), rest.size() + 1) > 0, GATE_INPUT);
-    } else if (verb == "end-gate") {
-      gate_input_ = nullptr;
-      note(gate_.wait_until(Sleep::POLL) ? "gate serves on" : "gate has ended");
-      gate_.kill_it();
     } else if (verb == "pretend") {
-      logins_ = std::make_unique<FdGuard>(open_in_place(LOGIN_SOCKET_PATH, SOCK_STREAM));
-      controls_ = std::make_unique<FdGuard>(open_in_place(CONTROL_SOCKET_PATH, SOCK_DGRAM));
+      logins_.emplace(open_in_place(LOGIN_SOCKET_PATH, SOCK_STREAM));
+      controls_.emplace(open_in_place(CONTROL_SOCKET_PATH, SOCK_DGRAM));
     } else if (verb == "no-kernel-side") {
       close_kernel_side();
     } else if (verb == "reset") {
       reset();
     } else {
-      send_event(words);
+      tell_gate(verb, rest);
     }
   }
 
-  void log_in(const Lines& words) {
-    std::string request = login_request(words[1], words[2], words[3], words[4]);
-    if (!words[5].empty()) request.replace(0, 4, bytes_of(std::stoi(words[5], nullptr, 16)));
-    clients_[""] = std::make_unique<FdGuard>(connect_front_end());
-    send_whole(clients_[""]->get(), request);
-  }
-
-  void send_control(const Lines& words) {
-    std::string bytes(300, '\0');
-    bytes[0] = static_cast<char>(std::stoi(words[1]));
-    for (std::size_t i = 2; i < words.size() && !words[i].empty(); i += 2) {
-      bytes.replace(std::stoul(words[i]), words[i + 1].size(), words[i + 1]);
+  void tell_gate(const std::string& verb, const std::string& text) {
+    if (verb == "gate") {
+      close_kernel_side();
+      require(mkfifo(GATE_INPUT, 0600) == 0, GATE_INPUT);
+      gate_.launch(std::string("exec webauth-gate <") + GATE_INPUT);
+      gate_input_.emplace(open(GATE_INPUT, O_WRONLY | O_CLOEXEC));
+    } else if (verb == "tell") {
+      require(write(gate_input_->get(), (text + "\n").c_str(), text.size() + 1) > 0, GATE_INPUT);
+    } else if (verb == "end-gate") {
+      gate_input_.reset();
+      note(gate_.wait_until(Sleep::POLL) ? "gate serves on" : "gate has ended");
+      gate_.kill_it();
+    } else {  // an event as the gate's commands have it, without the gate
+      std::string problem;
+      const auto event = parse_gate_command(verb + " " + text, problem);
+      if (!event || !event->event) throw std::runtime_error("no such step: " + verb);
+      kernel_event(bytes_of(*event->event));
     }
-    control(std::string_view(bytes).substr(0, bytes.find_last_not_of('\0') + 1));
-  }
-
-  // As the gate's commands have them.
-  void send_event(const Lines& words) {
-    std::string line, problem;
-    for (const std::string& word : words) line += word + " ";
-    const auto event = parse_gate_command(line, problem);
-    if (!event || !event->event) throw std::runtime_error("no such step: " + line);
-    kernel_event(bytes_of(*event->event));
   }
 
   void run_shell(const std::string& text) {
@@ -220,7 +203,7 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
   void look() override {
     for (const std::string& line : mail_ ? mail_->heard() : Lines{}) note("mail " + line);
     for (const auto& [name, client] : clients_) {
-      const std::string reply = reply_to(client->get(), false);
+      const std::string reply = reply_to(client.get(), false);
       if (!reply.empty()) note("reply " + name + (name.empty() ? "" : " ") + reply);
     }
     note_lines("output ", daemon.output());
@@ -247,12 +230,12 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
   }
 
   std::optional<MailServer> mail_;
-  std::map<std::string, Descriptor> clients_;
+  std::map<std::string, FdGuard> clients_;
   bool stopped_ = false;
   ino_t list_file_ = 0;
   Lines list_;
   Program shell_, gate_;
-  Descriptor gate_input_, logins_, controls_;
+  std::optional<FdGuard> gate_input_, logins_, controls_;
   std::string asked_;
   std::map<std::string, std::string> earlier_;
 };
