@@ -45,21 +45,21 @@ Lines lines_of(const std::string& text) {
   return lines;
 }
 
+// The lines that are not among the others, as a text.
+std::string text_without(const Lines& lines, const Lines& others) {
+  std::string text;
+  for (const std::string& line : lines) {
+    if (std::count(others.begin(), others.end(), line) == 0) text += line + "\n";
+  }
+  return text;
+}
+
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
   for (std::size_t at = 0; !from.empty() && (at = text.find(from, at)) != std::string::npos;) {
     text.replace(at, from.size(), to);
     at += to.size();
   }
   return text;
-}
-
-// A line of the published list with "NOW" for a login time since the daemon's start.
-std::string listed(const std::string& line, std::int64_t started) {
-  const auto end = line.rfind(' ', line.size() - 2);  // before the mode number
-  const auto begin = line.rfind(' ', end - 1) + 1;
-  const std::int64_t time = std::atoll(line.c_str() + begin);
-  const bool is_new = time >= started && time <= std::time(nullptr);
-  return is_new ? line.substr(0, begin) + "NOW" + line.substr(end) : line;
 }
 
 class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::directory_entry> {
@@ -211,18 +211,14 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
     if (stat(REGISTRATION_FILE, &status) != 0) list_.clear();
     if (logins_ || !S_ISREG(status.st_mode) || status.st_ino == list_file_) return;
     list_file_ = status.st_ino;
-    Lines list = lines_of(read_file(REGISTRATION_FILE));
-    for (std::string& line : list) line = listed(line, started_);
-    note_missing("list - ", list_, list);
-    note_missing("list + ", list, list_);
-    if (list == list_) note("list as before");
-    list_ = list;
-  }
-
-  void note_missing(const char* what, const Lines& from, const Lines& in) {
-    for (const std::string& line : from) {
-      if (std::count(in.begin(), in.end(), line) == 0) note(what + line);
+    std::string text = read_file(REGISTRATION_FILE);
+    for (auto time = started_; time <= std::time(nullptr); ++time) {
+      text = replaced(text, " " + std::to_string(time) + " ", " NOW ");
     }
+    const Lines old = std::exchange(list_, lines_of(text));
+    note_lines("list - ", text_without(old, list_));
+    note_lines("list + ", text_without(list_, old));
+    if (list_ == old) note("list as before");
   }
 
   void note_lines(const std::string& what, const std::string& text) {
