@@ -210,6 +210,8 @@ class Rules : public WorldTest {
       seen.push_back(std::to_string(event(CHECK_EXPIRY).size()));
     }
     seen.push_back(read_file(REGISTRATION_FILE));
+    event(ENTRY_OFFLINE), event(ENTRY_OFFLINE);
+    seen.push_back(std::to_string(online_users_.users.size()));
     return seen;
   }
 

@@ -24,7 +24,11 @@
 namespace webauth {
 namespace {
 
-constexpr std::int64_t MEMORY_BOUND = 512;  // kB that it may grow by
+#ifdef WEBAUTHD_SANITIZED
+constexpr std::int64_t MEMORY_BOUND = 1 << 20;  // kB that it may grow by
+#else
+constexpr std::int64_t MEMORY_BOUND = 512;
+#endif
 
 struct Visitor {
   std::string user, ip, mac;
@@ -114,19 +118,19 @@ class Soak : World {
     const auto choice = pick(visitors_.size() > 300 ? 60 : 100);
     const bool known = choice < 60 && !visitors_.empty();
     const Visitor visitor = known ? visitors_[pick(visitors_.size())] : new_visitor();
-    if (choice < 15) {
+    if (choice < 10) {
       report(ENTRY_OFFLINE, visitor.ip);
       erase(visitor.ip);
     } else if (choice < 30) {
       report(choice % 2, "11.0.0." + std::to_string(pick(9)));  // nobody whom the list shows
-    } else if (choice < 35) {
+    } else if (choice < 40) {
       report(CHECK_EXPIRY, visitor.ip);
     } else if (choice < 45) {
       command(CTL_CUT_IP, 68, visitor.ip);
     } else if (choice < 50) {
       command(CTL_DELETE_ACCOUNT, 4, has_accounts_ ? visitor.user : "nobody");
     } else if (choice < 55) {
-      command(CTL_ADD_ACCOUNT, 4, visitor.user);
+      command(CTL_ADD_ACCOUNT, 4, new_visitor().user);
     } else {
       login(visitor.ip, visitor.mac, visitor.user);
     }
