@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <sstream>
 
 #include "common/clock.h"
@@ -221,8 +220,7 @@ class Rules : public WorldTest {
 };
 
 TEST_F(Rules, HoldAsWritten) {
-  std::ifstream file(TEST_FOLDER "rules.txt");
-  for (std::string line; std::getline(file, line);) {
+  for (const std::string& line : lines_of(read_file(TEST_FOLDER "rules.txt"))) {
     if (line.empty() || line[0] == '#') continue;
     if (sizeof(std::time_t) == 4 && line.starts_with("calendar")) continue;  // it holds no more
     Lines words = words_of(line);

@@ -45,7 +45,6 @@ World::World()
 }
 
 World::~World() {
-  daemon.kill_it();
   for (const int fd : {log_fd_, log_filler_, kernel_filler_}) close(fd);
   close_kernel_side();
 }
