@@ -5,8 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
-#include <string_view>
+#include <string>
 
 #include "bench/operations.h"
 #include "common/address_text.h"

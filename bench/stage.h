@@ -45,7 +45,7 @@ struct Stage {
   std::uint32_t addresses = 0;  ///< given out so far
   std::string spare_account;    ///< name of the account that nobody uses; empty in mode LOCAL
   std::string group;            ///< mode EMAIL: the group file between two operations
-  std::string sent;             ///< the record that a neighbour is about to send
+  std::string sent;             ///< the record with which a neighbour asks for the operation
   Traces traces;
 };
 
