@@ -1,10 +1,8 @@
 #include "tests/support/neighbours.h"
 
-#include <linux/netlink.h>
 #include <signal.h>
-#include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,8 +10,8 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <stdexcept>
 
+#include "common/unix_address.h"
 #include "daemon/control/control_message.h"
 #include "daemon/login/login_record.h"
 #include "daemon/platform/kernel_endpoint.h"
@@ -23,17 +21,9 @@ namespace {
 
 constexpr char LOG_PATH[] = "/dev/log";
 
-sockaddr_un unix_address(std::string_view path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, sizeof address.sun_path - 1);
-  return address;
-}
-
 // `call` is bind or connect.
-int open_socket(int family, int type, int protocol, auto call, const auto& address,
-                const char* what) {
-  const int fd = socket(family, type | SOCK_CLOEXEC, protocol);
+int open_socket(int family, int type, auto call, const auto& address, const char* what) {
+  const int fd = socket(family, type | SOCK_CLOEXEC, family == AF_NETLINK ? NETLINK_USERSOCK : 0);
   require(call(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0, what);
   return fd;
 }
@@ -41,21 +31,20 @@ int open_socket(int family, int type, int protocol, auto call, const auto& addre
 }  // namespace
 
 void enter_sandbox() {
-  if (!std::filesystem::exists("/.sandbox")) {
-    throw std::runtime_error("this program is to be run through scripts/sandbox");
-  }
+  require(access("/.sandbox", F_OK) == 0, "run me through scripts/sandbox: /.sandbox");
   signal(SIGPIPE, SIG_IGN);
+  umask(022);
+  setenv("PATH", (PROGRAM_FOLDERS + std::string(std::getenv("PATH"))).c_str(), 1);
   setenv("WEBAUTHD_KERNEL_PORT", std::to_string(GATE_PORT).c_str(), 1);
 }
 
 int open_log_sink() {
   unlink(LOG_PATH);
-  return open_socket(AF_UNIX, SOCK_DGRAM, 0, bind, unix_address(LOG_PATH), LOG_PATH);
+  return open_socket(AF_UNIX, SOCK_DGRAM, bind, unix_address(LOG_PATH), LOG_PATH);
 }
 
 int open_kernel_side(std::uint32_t daemon_port) {
-  const int fd = open_socket(AF_NETLINK, SOCK_RAW, NETLINK_USERSOCK, bind,
-                             netlink_address(GATE_PORT), "the kernel side's netlink port");
+  const int fd = open_socket(AF_NETLINK, SOCK_RAW, bind, netlink_address(GATE_PORT), "GATE_PORT");
   const sockaddr_nl daemon = netlink_address(daemon_port);
   if (daemon_port == 0) return fd;
   require(connect(fd, reinterpret_cast<const sockaddr*>(&daemon), sizeof daemon) == 0, "netlink");
@@ -65,12 +54,19 @@ int open_kernel_side(std::uint32_t daemon_port) {
 // The addresses are made once: what a client spends on them is no part of any measurement.
 int connect_front_end() {
   static const sockaddr_un address = unix_address(LOGIN_SOCKET_PATH);
-  return open_socket(AF_UNIX, SOCK_STREAM, 0, connect, address, LOGIN_SOCKET_PATH);
+  return open_socket(AF_UNIX, SOCK_STREAM, connect, address, LOGIN_SOCKET_PATH);
 }
 
 int connect_control() {
   static const sockaddr_un address = unix_address(CONTROL_SOCKET_PATH);
-  return open_socket(AF_UNIX, SOCK_DGRAM, 0, connect, address, CONTROL_SOCKET_PATH);
+  return open_socket(AF_UNIX, SOCK_DGRAM, connect, address, CONTROL_SOCKET_PATH);
+}
+
+int open_in_place(const char* path, int type) {
+  unlink(path);
+  const int fd = open_socket(AF_UNIX, type | SOCK_NONBLOCK, bind, unix_address(path), path);
+  (void)listen(fd, 5);  // as far as it is a stream
+  return fd;
 }
 
 void send_whole(int fd, std::string_view bytes) {
@@ -83,6 +79,19 @@ bool receive_now(int fd, std::string& bytes) {
   const ssize_t size = recv(fd, buffer, sizeof buffer, MSG_DONTWAIT);
   bytes.assign(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
   return size >= 0;
+}
+
+std::string reply_to(int fd, bool whole) {
+  const timeval patience{.tv_sec = PATIENCE, .tv_usec = 0};
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  std::string bytes;
+  char buffer[1024];
+  ssize_t count = 0;
+  while ((count = recv(fd, buffer, sizeof buffer, whole ? 0 : MSG_DONTWAIT)) > 0) {
+    bytes.append(buffer, static_cast<std::size_t>(count));
+  }
+  // A daemon that closes on bytes it has not read resets the connection.
+  return whole && count < 0 && errno != ECONNRESET ? "not closed in time" : record_text(bytes);
 }
 
 std::string login_request(std::string_view ip, std::string_view mac, std::string_view user,
@@ -111,28 +120,6 @@ std::string record_text(std::string_view bytes, pid_t pid) {
 void write_file(const std::string& path, std::string_view text) {
   std::filesystem::remove(path);
   std::ofstream(path, std::ios::binary) << text;
-}
-
-FrontEnd::FrontEnd() : fd_(connect_front_end()) {
-  const timeval patience{.tv_sec = PATIENCE, .tv_usec = 0};
-  setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-}
-
-FrontEnd::~FrontEnd() { close(fd_); }
-
-void FrontEnd::send(std::string_view bytes) const {
-  bytes.empty() ? void(shutdown(fd_, SHUT_WR)) : send_whole(fd_, bytes);
-}
-
-std::string FrontEnd::reply(bool whole) const {
-  std::string bytes;
-  char buffer[1024];
-  ssize_t count = 0;
-  while ((count = recv(fd_, buffer, sizeof buffer, whole ? 0 : MSG_DONTWAIT)) > 0) {
-    bytes.append(buffer, static_cast<std::size_t>(count));
-  }
-  // A daemon that closes on bytes it has not read resets the connection.
-  return whole && count < 0 && errno != ECONNRESET ? "not closed in time" : record_text(bytes);
 }
 
 }  // namespace webauth

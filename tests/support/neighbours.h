@@ -5,7 +5,6 @@
 
 #include <sys/types.h>
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -13,7 +12,8 @@
 
 namespace webauth {
 
-/// Makes this process ready to stand around a daemon. Throws outside scripts/sandbox.
+/// Makes this process ready to stand around a daemon; programs are found by their names. Throws
+/// outside scripts/sandbox.
 void enter_sandbox();
 
 /// A datagram socket bound to syslog's path. Its queue holds ten records.
@@ -24,11 +24,15 @@ int open_kernel_side(std::uint32_t daemon_port = 0);
 /// A new connection to the login socket, a new socket connected to the control socket.
 int connect_front_end();
 int connect_control();
+/// A socket of this type at one of the daemon's paths, in its place; it does not block.
+int open_in_place(const char* path, int type);
 
 /// Sends one record, or throws.
 void send_whole(int fd, std::string_view bytes);
 /// Takes one datagram that waits; false when there is none.
 bool receive_now(int fd, std::string& bytes);
+/// record_text of all that a front end gets until its connection is closed, or has got by now.
+std::string reply_to(int fd, bool whole = true);
 
 template <typename Record>
 std::string_view bytes_of(const Record& record) {
@@ -45,21 +49,5 @@ std::string record_text(std::string_view bytes, pid_t pid = 0);
 
 /// Makes the file anew (another inode).
 void write_file(const std::string& path, std::string_view text);
-
-/// One connection to the login socket.
-class FrontEnd {
- public:
-  FrontEnd();
-  ~FrontEnd();
-  FrontEnd(const FrontEnd&) = delete;
-  FrontEnd& operator=(const FrontEnd&) = delete;
-  /// Sends bytes in one piece; none: the end of what this side sends.
-  void send(std::string_view bytes) const;
-  /// record_text of everything that comes until the daemon closes, or of what has come by now.
-  [[nodiscard]] std::string reply(bool whole = true) const;
-
- private:
-  int fd_;
-};
 
 }  // namespace webauth

@@ -2,61 +2,37 @@
 
 #include <fcntl.h>
 #include <sched.h>
-#include <sys/prctl.h>
+#include <signal.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <stdexcept>
 
 namespace webauth {
 namespace {
 
-struct Call {
-  long number;
-  Sleep sleep;
-};
-
-constexpr Call CALLS[] = {
-    {SYS_pselect6, Sleep::SELECT},
-    {SYS_ppoll, Sleep::POLL},
-    {SYS_sendmsg, Sleep::SENDMSG},
-    {SYS_sendto, Sleep::SEND},
+const std::map<long, Sleep> CALLS = {
+    {SYS_pselect6, Sleep::SELECT},   {SYS_ppoll, Sleep::POLL},
+    {SYS_sendmsg, Sleep::SENDMSG},   {SYS_sendto, Sleep::SEND},
     {SYS_write, Sleep::SEND},
-#ifdef SYS_select
-    {SYS_select, Sleep::SELECT},
-#endif
-#ifdef SYS__newselect
-    {SYS__newselect, Sleep::SELECT},
-#endif
-#ifdef SYS_pselect6_time64
-    {SYS_pselect6_time64, Sleep::SELECT},
-#endif
-#ifdef SYS_poll
-    {SYS_poll, Sleep::POLL},
-#endif
-#ifdef SYS_ppoll_time64
-    {SYS_ppoll_time64, Sleep::POLL},
-#endif
-#ifdef SYS_send
-    {SYS_send, Sleep::SEND},
+#ifdef __arm__
+    {SYS__newselect, Sleep::SELECT}, {SYS_pselect6_time64, Sleep::SELECT},
+    {SYS_poll, Sleep::POLL},         {SYS_send, Sleep::SEND},
+#elif defined(__x86_64__)
+    {SYS_select, Sleep::SELECT},   {SYS_poll, Sleep::POLL},
 #endif
 };
 
 std::string process_file(pid_t process, const char* name) {
   return "/proc/" + std::to_string(process) + "/" + name;
-}
-
-void close_and_forget(int& fd) {
-  if (fd >= 0) close(fd);
-  fd = -1;
 }
 
 }  // namespace
@@ -73,9 +49,7 @@ std::string read_file(const std::string& path) {
 
 std::int64_t status_number(pid_t process, const std::string& name) {
   const std::string status = read_file(process_file(process, "status"));
-  const auto at = status.find("\n" + name);
-  if (at == std::string::npos) throw std::runtime_error("no " + name + " in a process's status");
-  return std::stoll(status.substr(at + 1 + name.size()));
+  return std::stoll(status.substr(status.find("\n" + name) + 1 + name.size()));
 }
 
 std::ptrdiff_t open_descriptors(pid_t process) {
@@ -85,41 +59,22 @@ std::ptrdiff_t open_descriptors(pid_t process) {
 Sleep sleep_of(pid_t process) {
   // A process that is being woken still shows its system call, but no longer as sleeping.
   const std::string stat = read_file(process_file(process, "stat"));
-  const auto name_end = stat.rfind(") ");
-  if (name_end == std::string::npos || stat[name_end + 2] != 'S') return Sleep::AWAKE;
+  if (stat.find(") S ") == std::string::npos) return Sleep::AWAKE;
   std::ifstream file(process_file(process, "syscall"));
   long number = 0;
   if (!(file >> number)) return Sleep::AWAKE;  // "running"
-  const auto* call =
-      std::find_if(std::begin(CALLS), std::end(CALLS), [=](Call c) { return c.number == number; });
-  return call == std::end(CALLS) ? Sleep::OTHER : call->sleep;
+  const auto call = CALLS.find(number);
+  return call == CALLS.end() ? Sleep::OTHER : call->second;
 }
 
-void Program::launch(const Lines& command, bool bare) {
-  end(SIGKILL);
-  std::vector<char*> texts;
-  for (const std::string& text : command) texts.push_back(const_cast<char*>(text.c_str()));
-  texts.push_back(nullptr);
-  int input[2];
-  int output[2];
-  require(pipe2(input, O_CLOEXEC) == 0 && pipe2(output, O_CLOEXEC) == 0, "pipe");
-  const pid_t child = fork();
-  require(child >= 0, "fork");
-  if (child == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    dup2(input[0], STDIN_FILENO);
-    dup2(output[1], STDOUT_FILENO);
-    dup2(output[1], STDERR_FILENO);
-    for (const int fd : {0, 1, 2}) bare ? close(fd) : 0;
-    execv(texts[0], texts.data());
-    _exit(127);
-  }
-  pid_ = child;
-  close(input[0]);
-  close(output[1]);
-  input_ = input[1];
-  output_ = output[0];
-  fcntl(output_, F_SETFL, O_NONBLOCK);
+void Program::launch(const std::string& text) {
+  end();
+  signal(SIGPIPE, SIG_DFL);  // which exec does not do
+  output_ = popen(("exec 2>&1; echo $$; " + text).c_str(), "re");
+  signal(SIGPIPE, SIG_IGN);
+  if (output_ != nullptr) setbuf(output_, nullptr);
+  require(output_ != nullptr && std::fscanf(output_, "%d%*1[\n]", &pid_) == 1, "popen");
+  fcntl(fileno(output_), F_SETFL, O_NONBLOCK);
 }
 
 bool Program::wait_until(Sleep call, const std::function<void()>& meanwhile) {
@@ -128,7 +83,6 @@ bool Program::wait_until(Sleep call, const std::function<void()>& meanwhile) {
     if (has_ended()) return false;
     if (std::time(nullptr) > late) throw std::runtime_error("a program does not come to rest");
   }
-  meanwhile();
   return true;
 }
 
@@ -146,29 +100,21 @@ bool Program::has_ended() {
   return pid_ == 0;
 }
 
-void Program::end(int signal) {
-  if (!has_ended()) {
-    kill(pid_, signal);
-    wait_for_end();
-  }
-  close_input();
-  close_output();
+void Program::end() {
+  if (!has_ended()) kill(pid_, SIGKILL);
+  wait_for_end([] {});
+  if (output_ != nullptr) pclose(output_);
+  output_ = nullptr;
 }
 
 std::string Program::output() {
   std::string text;
   char piece[4096];
-  for (ssize_t count = 0; (count = read(output_, piece, sizeof piece)) > 0;) {
+  const int fd = output_ != nullptr ? fileno(output_) : -1;
+  for (ssize_t count = 0; (count = read(fd, piece, sizeof piece)) > 0;) {
     text.append(piece, static_cast<std::size_t>(count));
   }
   return text;
 }
-
-void Program::type(std::string_view text) {
-  require(write(input_, text.data(), text.size()) == static_cast<ssize_t>(text.size()), "input");
-}
-
-void Program::close_input() { close_and_forget(input_); }
-void Program::close_output() { close_and_forget(output_); }
 
 }  // namespace webauth

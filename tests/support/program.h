@@ -1,14 +1,13 @@
 // A program under test as a child of this process, and what /proc tells of a process. What goes
-// wrong here is thrown as std::runtime_error; no test framework is needed.
+// wrong is thrown as std::runtime_error; no test framework is needed.
 #pragma once
 
-#include <signal.h>
 #include <sys/types.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace webauth {
@@ -34,34 +33,23 @@ Sleep sleep_of(pid_t process);
 
 class Program {
  public:
-  Program() = default;
-  ~Program() { end(SIGKILL); }
-  Program(const Program&) = delete;
-  Program& operator=(const Program&) = delete;
-
-  /// Starts it, the path first; `bare`: with the descriptors 0, 1 and 2 closed.
-  void launch(const Lines& command, bool bare = false);
+  /// Starts a shell with this text, which may "exec" the program by its name.
+  void launch(const std::string& text);
   [[nodiscard]] pid_t pid() const { return pid_; }  ///< 0: none runs
-
   /// Waits until it sleeps in this call; `meanwhile` is done all the time. False: it has ended.
-  bool wait_until(
-      Sleep call, const std::function<void()>& meanwhile = [] {});
+  bool wait_until(Sleep call, const std::function<void()>& meanwhile);
   /// Its exit status; -1 when a signal, or the end of patience, has ended it.
-  int wait_for_end(const std::function<void()>& meanwhile = [] {});
-  bool has_ended();
-  void end(int signal);
-
+  int wait_for_end(const std::function<void()>& meanwhile);
+  /// Kills it.
+  void end();
   /// What has come on both outputs since the last call.
   std::string output();
-  void type(std::string_view text);
-  void close_input();
-  void close_output();
 
  private:
+  bool has_ended();
   pid_t pid_ = 0;
   int status_ = 0;
-  int input_ = -1;
-  int output_ = -1;
+  std::FILE* output_ = nullptr;
 };
 
 }  // namespace webauth

@@ -1,54 +1,51 @@
 #include "tests/support/world.h"
 
-#include <linux/netlink.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
+#include "common/fd_guard.h"
+#include "common/unix_address.h"
 #include "daemon/control/control_message.h"
 #include "daemon/platform/kernel_endpoint.h"
-#include "daemon/users/published_line.h"
+#include "daemon/platform/settings_store.h"
 
 namespace webauth {
 namespace {
-
-namespace fs = std::filesystem;
 
 // How record_text of every KernelMessage of the daemon begins.
 constexpr std::string_view KERNEL_MESSAGE_BEGIN = "360: 178 0 0 pid 168 ";
 const std::string FILLER(360, 'f');  // as long as a KernelMessage
 
-// The text of a syslog datagram, or the whole where priority or ident are wrong.
-std::string log_text(std::string_view datagram) {
-  const auto header = datagram.substr(0, datagram.find(": "));  // "<133>Jan  1 00:00:00 user"
-  std::string text(datagram.substr(std::min(header.size() + 2, datagram.size())));
+// What a syslog datagram is, as effects() says it.
+std::string log_effect(std::string_view datagram) {
+  const std::size_t end = datagram.find(": ");  // of "<133>Jan  1 00:00:00 user"
+  const std::string_view header = datagram.substr(0, end);
+  std::string text(datagram.substr(std::min(end + 2, datagram.size())));
   while (!text.empty() && (text.back() == '\n' || text.back() == '\0')) text.pop_back();
-  const bool emergency = (std::atoi(std::string(datagram.substr(1, 4)).c_str()) & 7) == 0;
-  const bool right = text.starts_with("R1 0 K5 ")
-                         ? header.starts_with("<133>") && header.ends_with(" user")
-                         : text.starts_with("@#@ log_info ") && emergency;
-  return right ? text : std::string(datagram);
+  constexpr std::string_view EVENT = "R1 0 K5 ", LINE = "@#@ log_info n ";
+  if (text.starts_with(EVENT) && header.starts_with("<133>") && header.ends_with(" user")) {
+    return "event " + text.substr(EVENT.size());
+  }
+  const bool emergency = (std::atoi(std::string(header.substr(1)).c_str()) & 7) == 0;
+  if (text.starts_with(LINE) && emergency) return "line " + text.substr(LINE.size());
+  return "log " + std::string(datagram);
 }
 
 }  // namespace
 
-World::World() {
+World::World()
+    : log_filler_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
+      kernel_filler_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK)) {
   enter_sandbox();
-  log_filler_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  kernel_filler_ = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK);
   reset();
 }
 
 World::~World() {
-  daemon.end(SIGKILL);
+  daemon.end();
   for (const int fd : {log_fd_, log_filler_, kernel_filler_}) close(fd);
   close_kernel_side();
 }
@@ -56,15 +53,15 @@ World::~World() {
 void World::reset() {
   end_daemon();
   for (const char* directory : {"/tmp", "/disk/conf", "/var/http", "/etc/webauthd"}) {
-    fs::create_directories(directory);
-    for (const auto& entry : fs::directory_iterator(directory)) {
+    std::filesystem::create_directories(directory);
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
       // The project itself may lie in here.
-      if (!std::string_view(WEBAUTHD_BINARY).starts_with(entry.path().string() + "/")) {
-        fs::remove_all(entry);
+      if (!std::string_view(__FILE__).starts_with(entry.path().string() + "/")) {
+        std::filesystem::remove_all(entry);
       }
     }
   }
-  for (const char* file : {"/etc/qvip.cfg", "/etc/weixin_dns_file.conf"}) fs::remove(file);
+  for (const char* file : {"/etc/qvip.cfg", "/etc/weixin_dns_file.conf"}) unlink(file);
   open_kernel_side();
   effects_.clear();
 }
@@ -79,42 +76,42 @@ void World::close_kernel_side() {
   kernel_fd_ = -1;
 }
 
-void World::launch(const std::string& settings, const Lines& arguments, bool bare) {
-  if (daemon.pid() > 0) end_daemon();
-  write_file("/etc/webauthd/settings", settings);
-  Lines command = {WEBAUTHD_BINARY};
-  command.insert(command.end(), arguments.begin(), arguments.end());
+void World::launch(const std::string& text) {
+  end_daemon();
   started_ = std::time(nullptr);
   if (in_steps_) fill_queues();
-  daemon.launch(command, bare);
+  daemon.launch(text);
   port_ = daemon.pid();
 }
 
-void World::start(const std::string& settings, const Lines& arguments) {
-  launch(settings, arguments);
+void World::start(const std::string& settings) {
+  write_file(DEFAULT_SETTINGS_FILE, settings);
+  launch();
   settle();
 }
 
 void World::settle() {
-  const bool serves = daemon.wait_until(Sleep::SELECT, [this] { go_on(); });
-  come_to_rest();
-  if (!serves) throw std::runtime_error("the daemon has ended");
-  if (in_steps_) fill_queues();
-}
-
-int World::wait_for_end() {
-  const int status = daemon.wait_for_end([this] { go_on(); });
-  come_to_rest();
-  return status;
+  const bool runs = daemon.pid() > 0;
+  const bool serves = runs && daemon.wait_until(Sleep::SELECT, [this] { go_on(); });
+  while (receive(true) || receive(false)) {
+  }
+  look();
+  for (const char* place : {"log", "kernel"}) {
+    if (std::count(effects_.begin(), effects_.end(), place) == 0) continue;
+    throw std::runtime_error("a log record or kernel message has been lost");
+  }
+  if (runs && !serves) note("exit status " + std::to_string(daemon.wait_for_end([] {})));
+  if (serves && in_steps_) fill_queues();
 }
 
 void World::end_daemon() {
+  settle();
   if (daemon.pid() > 0) {
-    settle();
     close_kernel_side();
     AllowMacMessage allow{.command = CTL_ALLOW_MAC, .unused1{}, .mac = "1:2:3:4:5:6", .unused2{}};
     control(bytes_of(allow));
-    if (wait_for_end() != 1) throw std::runtime_error("the daemon did not end with status 1");
+    const int status = daemon.wait_for_end([this] { go_on(); });
+    if (status != 1) throw std::runtime_error("ends with status " + std::to_string(status));
     open_kernel_side();
   }
   const std::string text = daemon.output();
@@ -122,40 +119,24 @@ void World::end_daemon() {
 }
 
 void World::fill_queues() const {
-  sockaddr_un log{.sun_family = AF_UNIX, .sun_path = "/dev/log"};
-  sockaddr_nl kernel = netlink_address(GATE_PORT);
   const auto fill = [](int fd, const auto& address) {
     const auto* name = reinterpret_cast<const sockaddr*>(&address);
     while (sendto(fd, FILLER.data(), FILLER.size(), MSG_DONTWAIT, name, sizeof address) > 0) {
     }
   };
-  fill(log_filler_, log);
-  fill(kernel_filler_, kernel);
+  fill(log_filler_, unix_address("/dev/log"));
+  if (kernel_fd_ >= 0) fill(kernel_filler_, netlink_address(GATE_PORT));
 }
 
 // While the daemon is busy: empties the queues, or makes room where it waits for some.
 void World::go_on() {
-  if (!in_steps_) {
-    while (receive(true) || receive(false)) {
-    }
-    return;
+  const Sleep call = in_steps_ ? sleep_of(daemon.pid()) : Sleep::AWAKE;
+  while (!in_steps_ && (receive(true) || receive(false))) {
   }
-  const Sleep call = sleep_of(daemon.pid());
   if (call != Sleep::SEND && call != Sleep::SENDMSG) return;
   look();
-  const bool log = call == Sleep::SEND;
-  effects_.emplace_back(log ? "log" : "kernel");  // receive() puts its text there
-  receive(log);
-}
-
-void World::come_to_rest() {
-  while (receive(true) || receive(false)) {
-  }
-  look();
-  const auto is_open = [](const std::string& text) { return text == "log" || text == "kernel"; };
-  if (std::any_of(effects_.begin(), effects_.end(), is_open)) {
-    throw std::runtime_error("a log record or kernel message has been lost");
-  }
+  note(call == Sleep::SEND ? "log" : "kernel");  // receive() puts its text there
+  receive(call == Sleep::SEND);
 }
 
 // Takes one datagram; it belongs to the first place that is kept for one of its kind.
@@ -163,62 +144,43 @@ bool World::receive(bool log) {
   std::string bytes;
   if (!receive_now(log ? log_fd_ : kernel_fd_, bytes)) return false;
   if (bytes == FILLER) return true;
-  const std::string kind = log ? "log" : "kernel";
-  std::string text = log ? log_text(bytes) : record_text(bytes, port_);
+  std::string text = record_text(bytes, port_);
   if (text.starts_with(KERNEL_MESSAGE_BEGIN)) text.erase(0, KERNEL_MESSAGE_BEGIN.size());
-  const auto place = std::find(effects_.begin(), effects_.end(), kind);
-  *(place != effects_.end() ? place : effects_.emplace(place)) = kind + " " + text;
+  const auto place = std::find(effects_.begin(), effects_.end(), log ? "log" : "kernel");
+  *(place != effects_.end() ? place : effects_.emplace(place)) =
+      log ? log_effect(bytes) : "kernel " + text;
   return true;
 }
 
-void World::note(const std::string& effect) { effects_.push_back(effect); }
-
-Lines World::effects() {
-  daemon.pid() > 0 ? settle() : come_to_rest();
-  return std::exchange(effects_, {});
-}
-
-Lines World::take(const std::string& kind) {
-  Lines taken, others;
-  for (const std::string& effect : effects()) {
-    const bool wanted = effect.starts_with(kind);
-    (wanted ? taken : others).push_back(effect.substr(wanted ? kind.size() : 0));
+Lines World::effects(const std::string& first) {
+  settle();
+  Lines taken;
+  for (const std::string& effect : std::exchange(effects_, {})) {
+    if (first.empty()) taken.push_back(effect);
+    if (!first.empty() && effect.starts_with(first + " ")) {
+      taken.push_back(effect.substr(first.size() + 1));
+    }
   }
-  effects_ = others;
   return taken;
 }
 
 std::string World::login(std::string_view ip, std::string_view mac, std::string_view user,
                          std::string_view password) {
-  const FrontEnd client;
-  client.send(login_request(ip, mac, user, password));
+  const FdGuard client(connect_front_end());
+  send_whole(client.get(), login_request(ip, mac, user, password));
   settle();
-  return client.reply();
-}
-
-std::string World::published() const {
-  std::istringstream file(read_file(REGISTRATION_FILE));
-  std::string text;
-  for (std::string line; std::getline(file, line); text += line + "\n") {
-    const auto end = line.rfind(' ', line.size() - 2);  // before the mode number
-    const auto begin = line.rfind(' ', end - 1) + 1;
-    const std::int64_t time = std::atoll(line.c_str() + begin);
-    if (time >= started_ && time <= std::time(nullptr)) line.replace(begin, end - begin, "NOW");
-  }
-  return text;
+  return reply_to(client.get());
 }
 
 void World::control(std::string_view datagram) const {
-  const int fd = connect_control();
-  send_whole(fd, datagram);
-  close(fd);
+  const FdGuard client(connect_control());
+  send_whole(client.get(), datagram);
 }
 
 void World::kernel_event(std::string_view datagram) const {
   const sockaddr_nl address = netlink_address(static_cast<std::uint32_t>(port_));
   const auto* name = reinterpret_cast<const sockaddr*>(&address);
-  const ssize_t sent =
-      sendto(kernel_fd_, datagram.data(), datagram.size(), 0, name, sizeof address);
+  const auto sent = sendto(kernel_fd_, datagram.data(), datagram.size(), 0, name, sizeof address);
   require(sent > 0, "kernel event");
 }
 

@@ -2,14 +2,12 @@
 // front ends do, and starts the real webauthd. Programs that use it run through scripts/sandbox.
 //
 // Nothing sleeps: a daemon that is blocked in select has handled all that was sent to it before.
-// Waiting is bounded; whatever takes longer, or ends the daemon unasked, is thrown as
-// std::runtime_error.
+// Waiting is bounded; what takes longer is thrown as std::runtime_error.
 #pragma once
 
 #include <unistd.h>
 
 #include "tests/support/neighbours.h"
-#include "tests/support/program.h"
 
 namespace webauth {
 
@@ -20,32 +18,27 @@ class World {
   World(const World&) = delete;
   World& operator=(const World&) = delete;
 
-  /// Ends the daemon and clears files and effects: for the next row of a table.
+  /// Ends the daemon and clears files and effects.
   void reset();
-  /// Starts the daemon with this text of the settings file; start waits until it serves.
-  void launch(const std::string& settings, const Lines& arguments = {}, bool bare = false);
-  void start(const std::string& settings = "", const Lines& arguments = {});
-  /// Waits until a daemon that has nothing to serve has handled everything.
+  /// Starts the daemon in the way of this shell text; start writes the settings file before, and
+  /// waits until the daemon serves.
+  void launch(const std::string& text = "exec webauthd");
+  void start(const std::string& settings = "");
+  /// Waits until the daemon has handled everything, or has ended: that is an effect too.
   void settle();
-  /// Waits for a daemon that ends by itself: its exit status.
-  int wait_for_end();
   /// Takes the kernel side away, at which the daemon ends with the next message (a sanitizer then
   /// looks for leaks). Throws unless it does so with status 1, and has said nothing unasked.
   void end_daemon();
 
-  /// What the daemon did since the last call, oldest first: "log <text>" (priority and ident are
-  /// checked as they come) and "kernel <record_text>", of which the words that begin every
-  /// KernelMessage are left out. The others take only those of their kind, without the first word.
-  Lines effects();
-  Lines log() { return take("log "); }
-  Lines kernel() { return take("kernel "); }
+  /// What the daemon did since the last call, oldest first: "event <key> <text>" for an event
+  /// record, "line <text>" for a "@#@ log_info n" line, "log <datagram>" for what is neither or has
+  /// the wrong priority, "kernel <record_text>", without the words that begin every KernelMessage,
+  /// and "exit status <status>". With a first word: only those, without it.
+  Lines effects(const std::string& first = "");
 
   /// One front end that sends a whole request and waits for the end: its reply.
   std::string login(std::string_view ip, std::string_view mac, std::string_view user = "",
                     std::string_view password = "");
-  /// The published list, with "NOW" for each login time since the daemon's start.
-  [[nodiscard]] std::string published() const;
-
   void control(std::string_view datagram) const;
   /// Sends bytes from the kernel side.
   void kernel_event(std::string_view datagram) const;
@@ -61,21 +54,20 @@ class World {
 
  protected:
   virtual void look() {}
-  void note(const std::string& effect);
+  void note(const std::string& effect) { effects_.push_back(effect); }
+  /// While something else is waited for: keeps the daemon going.
+  void go_on();
+  std::int64_t started_ = 0;
 
  private:
   void fill_queues() const;
-  void go_on();
-  void come_to_rest();
   bool receive(bool log);
-  Lines take(const std::string& kind);
 
   int log_fd_ = open_log_sink();
   int kernel_fd_ = -1;
   int log_filler_;
   int kernel_filler_;
   bool in_steps_ = false;
-  std::int64_t started_ = 0;
   pid_t port_ = getpid();  // the daemon's netlink port, or this process's
   Lines effects_;
 };
