@@ -50,10 +50,6 @@ void choose_mail_server(MailWay way) {
   require(nvram_set("WEBAUTH_E_PRO", way.imap ? "imap" : "pop3") == 0, "settings");
 }
 
-void quiet_mail_servers() {
-  for (const bool tls : {false, true}) (void)mail_server(tls).heard();
-}
-
 void bare_mail_client(MailWay way) {
   sockaddr_in address{};
   address.sin_family = AF_INET;

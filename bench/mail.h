@@ -14,9 +14,6 @@ struct MailWay {
 /// Makes the daemon ask in this way from now on. The first call takes some seconds.
 void choose_mail_server(MailWay way);
 
-/// Forgets what the servers have heard, before their memory of it is full.
-void quiet_mail_servers();
-
 /// The exchanges of a probe in bare calls: connection, handshake, greeting, commands, end.
 void bare_mail_client(MailWay way);
 

@@ -110,11 +110,6 @@ void restore_after_login(Stage& stage) {
 
 // E-mail logins: also the questions to the mail server, and the e-mail group file.
 
-void prepare_mail_login(Stage& stage) {
-  quiet_mail_servers();
-  prepare_login(stage);
-}
-
 void floor_mail_login(Stage& stage) {
   bare_mail_client(stage.mail);
   floor_login(stage);
@@ -179,14 +174,9 @@ void floor_cut(Stage& stage) {
 }
 
 constexpr Operation mail_login(const char* name, MailWay way) {
-  return {name,
-          AuthMode::EMAIL,
-          +1,
-          prepare_mail_login,
-          log_in,
-          floor_mail_login,
-          restore_after_mail_login,
-          way};
+  return {
+      name, AuthMode::EMAIL, +1, prepare_login, log_in, floor_mail_login, restore_after_mail_login,
+      way};
 }
 
 constexpr Operation OPERATIONS[] = {
