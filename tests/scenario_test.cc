@@ -1,14 +1,33 @@
-// Plays the transcripts of tests/scenarios. Lines that begin with "> " are steps (player.cc has
-// them) and those with "$ " commands of the shell, $daemon being the daemon's process; the others
-// are what must then be seen, in the order of its causes: what the mail server heard, replies, the
-// daemon's output, the published list when it is written, log records, messages to the kernel
-// module, and what a command printed. Blank lines and lines that begin with "#" separate. With
-// WRITE_SCENARIOS in the environment the files are written anew; read the difference.
-#include <cstdlib>
-#include <filesystem>
-#include <sstream>
+// Plays the transcripts of tests/scenarios. Lines that begin with "> " are steps, as take() and the
+// functions below it have them, and those with "$ " commands of the shell, $daemon and $gate being
+// processes; the others are what must then be seen, in the order of its causes: what the mail
+// server heard, replies, the daemon's output, the published list when it is written, log records,
+// messages to the kernel module, and what a tool printed; or which earlier step of this kind went
+// the same way. "$" marks the end of a text. Blank lines and lines that begin with "#" separate.
+// With WRITE_SCENARIOS in the environment the files are written anew; read the difference.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 
-#include "tests/player.h"
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "common/fd_guard.h"
+#include "common/terminal_text.h"
+#include "daemon/control/control_message.h"
+#include "daemon/login/login_record.h"
+#include "daemon/users/published_line.h"
+#include "gate/gate_command.h"
+#include "tests/support/mail_server.h"
 #include "tests/support/world_test.h"
 
 namespace webauth {
@@ -16,21 +35,238 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class ScenarioTest : public testing::TestWithParam<fs::directory_entry> {};
+using Descriptor = std::unique_ptr<FdGuard>;
+
+// What every start does, unless the transcript has set something.
+const Lines DEFAULT_START = {"event syslog.webauth_enable ", "kernel 6", "kernel 7 708 1c20"};
+constexpr char GATE_INPUT[] = "/tmp/gate.input";
+
+Lines lines_of(const std::string& text) {
+  Lines lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+  for (std::size_t at = 0; !from.empty() && (at = text.find(from, at)) != std::string::npos;) {
+    text.replace(at, from.size(), to);
+    at += to.size();
+  }
+  return text;
+}
+
+// A line of the published list with "NOW" for a login time since the daemon's start.
+std::string listed(const std::string& line, std::int64_t started) {
+  const auto end = line.rfind(' ', line.size() - 2);  // before the mode number
+  const auto begin = line.rfind(' ', end - 1) + 1;
+  const std::int64_t time = std::atoll(line.c_str() + begin);
+  const bool is_new = time >= started && time <= std::time(nullptr);
+  return is_new ? line.substr(0, begin) + "NOW" + line.substr(end) : line;
+}
+
+class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::directory_entry> {
+ protected:
+  ScenarioTest() {
+    setenv("TZ", "UTC0", 1);
+    watch_order();
+  }
+
+  // Does one step and returns what was seen then.
+  std::string play(const std::string& step) {
+    Lines words = words_of(step);
+    words.resize(std::max<std::size_t>(words.size(), 6));
+    take(words, step.substr(std::min(words[0].size() + 1, step.size())));
+    if (stopped_) return "";
+    settle();
+    if (gate_.pid() > 0) {
+      if (gate_.wait_until(Sleep::POLL, [this] { go_on(); })) settle();
+      const auto port = "port " + std::to_string(daemon.pid());
+      note_lines("gate ", replaced(gate_.output(), port, "port pid"));
+    }
+    if (clients_.contains("")) {  // it has got all of its reply, but for the end
+      const std::string end = reply_to(clients_[""]->get());
+      if (!end.empty()) note("reply " + end);
+      clients_.erase("");
+    }
+    Lines seen = effects();
+    if (seen == DEFAULT_START) seen.clear();
+    std::string text;
+    for (const std::string& effect : seen) text += terminal_text(effect) + "$\n";
+    return seen.size() > 1 ? like_earlier(step, words, text) : text;
+  }
+
+ private:
+  std::string like_earlier(const std::string& step, const Lines& words, const std::string& seen) {
+    const in_addr_t address = inet_addr(words[1].c_str());
+    std::string form = replaced(seen, record_text(bytes_of(address)).substr(2), "(number)");
+    for (std::size_t i = 1; i < words.size(); ++i) {
+      form = replaced(form, words[i], "(" + std::to_string(i) + ")");
+    }
+    const auto [earlier, is_new] = earlier_.try_emplace(words[0] + " " + form, step);
+    return is_new ? seen : "as > " + earlier->second + "\n";
+  }
+
+  void take(const Lines& words, const std::string& rest) {
+    const std::string &verb = words[0], &name = words[1];
+    if (verb == "$") {
+      run_shell(rest);
+    } else if (verb == "start") {
+      launch(rest.empty() ? "exec webauthd" : rest);
+    } else if (verb == "stop" || verb == "continue") {  // holds the daemon until all has been sent
+      stopped_ = verb == "stop";
+      kill(daemon.pid(), stopped_ ? SIGSTOP : SIGCONT);
+      waitpid(daemon.pid(), nullptr, WUNTRACED | WCONTINUED);
+    } else if (verb == "login") {  // IP MAC USER PASSWORD TYPE
+      log_in(words);
+    } else if (verb == "connect") {  // a client by its name, step by step
+      clients_[name] = std::make_unique<FdGuard>(connect_front_end());
+    } else if (verb == "send") {
+      const std::size_t size = words[4].empty() ? 300 : std::stoul(words[4]);
+      send_whole(clients_.at(name)->get(), login_request(words[2], words[3]).substr(0, size));
+    } else if (verb == "leave") {
+      clients_.erase(name);
+    } else if (verb == "control") {  // COMMAND OFFSET TEXT OFFSET TEXT, cut behind the last
+      send_control(words);
+    } else if (verb == "mail") {  // a greeting and two answers, and "tls"
+      Lines says(words.begin() + 1, words.begin() + 4);
+      for (std::string& text : says) text += text.empty() ? "" : "\r\n";
+      mail_.reset();
+      mail_.emplace(says, words[4] == "tls", 10110);
+    } else if (verb == "gate") {
+      close_kernel_side();
+      require(mkfifo(GATE_INPUT, 0600) == 0, GATE_INPUT);
+      gate_.launch(std::string("exec webauth-gate <") + GATE_INPUT);
+      gate_input_ = std::make_unique<FdGuard>(open(GATE_INPUT, O_WRONLY | O_CLOEXEC));
+    } else if (verb == "tell") {
+      require(write(gate_input_->get(), (rest + "\n").c_str(), rest.size() + 1) > 0, GATE_INPUT);
+    } else if (verb == "end-gate") {
+      gate_input_ = nullptr;
+      note(gate_.wait_until(Sleep::POLL) ? "gate serves on" : "gate has ended");
+      gate_.kill_it();
+    } else if (verb == "pretend") {
+      logins_ = std::make_unique<FdGuard>(open_in_place(LOGIN_SOCKET_PATH, SOCK_STREAM));
+      controls_ = std::make_unique<FdGuard>(open_in_place(CONTROL_SOCKET_PATH, SOCK_DGRAM));
+    } else if (verb == "no-kernel-side") {
+      close_kernel_side();
+    } else if (verb == "reset") {
+      reset();
+    } else {
+      send_event(words);
+    }
+  }
+
+  void log_in(const Lines& words) {
+    std::string request = login_request(words[1], words[2], words[3], words[4]);
+    if (!words[5].empty()) request.replace(0, 4, bytes_of(std::stoi(words[5], nullptr, 16)));
+    clients_[""] = std::make_unique<FdGuard>(connect_front_end());
+    send_whole(clients_[""]->get(), request);
+  }
+
+  void send_control(const Lines& words) {
+    std::string bytes(300, '\0');
+    bytes[0] = static_cast<char>(std::stoi(words[1]));
+    for (std::size_t i = 2; i < words.size() && !words[i].empty(); i += 2) {
+      bytes.replace(std::stoul(words[i]), words[i + 1].size(), words[i + 1]);
+    }
+    control(std::string_view(bytes).substr(0, bytes.find_last_not_of('\0') + 1));
+  }
+
+  // As the gate's commands have them.
+  void send_event(const Lines& words) {
+    std::string line, problem;
+    for (const std::string& word : words) line += word + " ";
+    const auto event = parse_gate_command(line, problem);
+    if (!event || !event->event) throw std::runtime_error("no such step: " + line);
+    kernel_event(bytes_of(*event->event));
+  }
+
+  void run_shell(const std::string& text) {
+    setenv("daemon", std::to_string(daemon.pid()).c_str(), 1);
+    setenv("gate", std::to_string(gate_.pid()).c_str(), 1);
+    shell_.launch(text);
+    (void)shell_.wait_until(Sleep::DEAD, [this] { go_on(), pretend(); });
+    settle();
+    note_lines("", shell_.output());
+    if (shell_.status() != 0) note("(status " + std::to_string(shell_.status()) + ")");
+  }
+
+  // Serves webauthctl in the daemon's place: answers with what /tmp/answer holds, or never.
+  void pretend() {
+    std::string bytes;
+    if (!logins_) return;
+    if (receive_now(controls_->get(), bytes)) note_texts(bytes);
+    const FdGuard client(accept(logins_->get(), nullptr, nullptr));
+    if (client.get() < 0) return;
+    bytes.resize(sizeof(LoginRequest));
+    (void)recv(client.get(), bytes.data(), bytes.size(), MSG_WAITALL);
+    if (std::exchange(asked_, bytes) != bytes) note_texts(bytes);
+    const std::string answer = read_file("/tmp/answer");
+    if (answer != "(none)") return send_whole(client.get(), answer);
+    (void)recv(client.get(), bytes.data(), 1, 0);  // until it gives up
+  }
+
+  // "sent <size> <offset>=<text> ..." for the texts in a record.
+  void note_texts(std::string_view record) {
+    std::string texts = "sent " + std::to_string(record.size());
+    for (std::size_t at = 0; (at = record.find_first_not_of('\0', at)) < record.size();) {
+      const std::size_t end = std::min(record.find('\0', at), record.size());
+      texts += " " + std::to_string(at) + "=" + std::string(record.substr(at, end - at));
+      at = end;
+    }
+    note(texts);
+  }
+
+  void look() override {
+    for (const std::string& line : mail_ ? mail_->heard() : Lines{}) note("mail " + line);
+    for (const auto& [name, client] : clients_) {
+      const std::string reply = reply_to(client->get(), false);
+      if (!reply.empty()) note("reply " + name + (name.empty() ? "" : " ") + reply);
+    }
+    note_lines("output ", daemon.output());
+    struct stat status {};
+    if (stat(REGISTRATION_FILE, &status) != 0) list_.clear();
+    if (logins_ || !S_ISREG(status.st_mode) || status.st_ino == list_file_) return;
+    list_file_ = status.st_ino;
+    Lines list = lines_of(read_file(REGISTRATION_FILE));
+    for (std::string& line : list) line = listed(line, started_);
+    note_missing("list - ", list_, list);
+    note_missing("list + ", list, list_);
+    if (list == list_) note("list as before");
+    list_ = list;
+  }
+
+  void note_missing(const char* what, const Lines& from, const Lines& in) {
+    for (const std::string& line : from) {
+      if (std::count(in.begin(), in.end(), line) == 0) note(what + line);
+    }
+  }
+
+  void note_lines(const std::string& what, const std::string& text) {
+    for (const std::string& line : lines_of(text)) note(what + line);
+  }
+
+  std::optional<MailServer> mail_;
+  std::map<std::string, Descriptor> clients_;
+  bool stopped_ = false;
+  ino_t list_file_ = 0;
+  Lines list_;
+  Program shell_, gate_;
+  Descriptor gate_input_, logins_, controls_;
+  std::string asked_;
+  std::map<std::string, std::string> earlier_;
+};
 
 TEST_P(ScenarioTest, GoesAsWritten) {
-  const std::string expected = read_file(GetParam().path());
-  std::istringstream file(expected);
+  const fs::path path = GetParam().path();
+  const std::string expected = read_file(path);
   std::string seen;
-  Player player;
-  for (std::string line; std::getline(file, line);) {
+  for (const std::string& line : lines_of(expected)) {
     const bool step = line.starts_with("> ") || line.starts_with("$ ");
     if (step || line.empty() || line[0] == '#') seen += line + "\n";
-    if (step) seen += player.play(line.substr(line[0] == '>' ? 2 : 0));
+    if (step) seen += play(line.substr(line[0] == '>' ? 2 : 0));
   }
-  player.end_daemon();
-  EXPECT_EQ(Lines(), player.effects());
-  if (std::getenv("WRITE_SCENARIOS") != nullptr) write_file(GetParam().path(), seen);
+  if (std::getenv("WRITE_SCENARIOS") != nullptr) write_file(path, seen);
   EXPECT_TRUE(same_lines(expected, seen));
 }
 

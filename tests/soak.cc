@@ -28,15 +28,8 @@
 namespace webauth {
 namespace {
 
-struct Options {
-  std::string mode = "USERS";
-  bool multi_user = false;
-  int seconds = 10, kills = 20;
-  std::int64_t memory_bound = 512;  // kB
-};
+constexpr std::int64_t MEMORY_BOUND = 512;  // kB that it may grow by
 
-// Who must be on the list, in order: of whom the kernel side was told, and whom it has not
-// reported.
 struct Visitor {
   std::string user, ip, mac;
 };
@@ -54,43 +47,45 @@ std::string listed(const Visitors& visitors) {
 
 // The list without times and modes. Throws when it is torn.
 std::string read_list() {
-  if (access(REGISTRATION_FILE, F_OK) != 0) return "";
   std::istringstream file(read_file(REGISTRATION_FILE));
-  std::string text;
+  Visitors visitors;
   for (std::string line; std::getline(file, line);) {
     const auto parts = read_published_line(line);
     demand(line == "(none)" || (parts && !file.eof()), "a torn list: " + line);
     if (parts)
-      text += listed({{std::string(parts->user), std::string(parts->ip), std::string(parts->mac)}});
+      visitors.push_back(
+          {std::string(parts->user), std::string(parts->ip), std::string(parts->mac)});
   }
-  return text;
+  return listed(visitors);
 }
 
 class Soak : World {
  public:
-  explicit Soak(const Options& options)
-      : options_(options), has_accounts_(options.mode == "USERS") {}
+  Soak(const std::string& mode, bool multi_user)
+      : has_accounts_(mode == "USERS"),
+        replaces_(has_accounts_ && !multi_user),
+        settings_("WEBAUTH_SECTYPE=" + mode + (multi_user ? "\nWEBAUTH_MULTIUSER=YES" : "")) {}
 
-  void load() {
+  void load(int seconds) {
     begin();
-    const std::int64_t second = 1'000'000, from = steady_microseconds();
-    std::int64_t memory = 0, descriptors = 0, events = 0;
-    for (; steady_microseconds() < from + options_.seconds * second; ++events) {
+    const std::int64_t from = steady_microseconds(), length = seconds * std::int64_t{1'000'000};
+    std::int64_t memory = 0, descriptors = 0;
+    for (; steady_microseconds() < from + length; ++events_) {
       do_event();
-      if (memory != 0 || steady_microseconds() < from + options_.seconds * second / 4) continue;
+      if (memory != 0 || steady_microseconds() < from + length / 4) continue;
       memory = status_number(daemon.pid(), "VmRSS:");
       descriptors = open_descriptors(daemon.pid());
     }
-    const std::int64_t grown = status_number(daemon.pid(), "VmRSS:") - memory;
-    std::printf("%s: %jd events, %jd lists compared, memory grown by %jd kB\n",
-                options_.mode.c_str(), intmax_t{events}, intmax_t{lists_}, intmax_t{grown});
-    demand(grown <= options_.memory_bound, "the daemon's memory grows");
+    memory = status_number(daemon.pid(), "VmRSS:") - memory;
+    std::printf("%d events, %d lists compared, memory grown by %d kB\n", events_, lists_,
+                static_cast<int>(memory));
+    demand(memory <= MEMORY_BOUND, "the daemon's memory grows");
     // One of them may be the connection to the system log, which is open or not.
     demand(std::abs(open_descriptors(daemon.pid()) - descriptors) <= 1, "descriptors leak");
     end_daemon();
   }
 
-  void kill_under_a_reader() {
+  void kill_under_a_reader(int kills) {
     std::atomic<bool> stop = false;
     std::string torn;
     std::thread reader([&] {
@@ -100,7 +95,7 @@ class Soak : World {
         torn = error.what();
       }
     });
-    for (int i = 0; i < options_.kills; ++i) {
+    for (int i = 0; i < kills; ++i) {
       begin();
       for (auto left = pick(100); left > 0; --left) do_event();
       const std::string before = listed(visitors_);
@@ -108,15 +103,15 @@ class Soak : World {
       const FdGuard client(connect_front_end());
       send_whole(client.get(), login_request(visitor.ip, visitor.mac, visitor.user));
       usleep(static_cast<useconds_t>(pick(400)));
-      daemon.end();
+      daemon.kill_it();
       admit(visitor);
       const std::string list = read_list();
-      demand(list == before || list == listed(visitors_), "a list of no moment: " + list);
+      demand(list == before || list == listed(visitors_), "a list of no moment:\n" + list);
     }
     stop = true;
     reader.join();
     demand(torn.empty(), torn);
-    std::printf("%s: %d daemons killed\n", options_.mode.c_str(), options_.kills);
+    std::printf("%d daemons killed\n", kills);
   }
 
  private:
@@ -126,8 +121,7 @@ class Soak : World {
     for (int i = 0; i < 100; ++i) accounts_.insert("u" + std::to_string(i));
     for (const std::string& name : accounts_) accounts += name + " x x *\n";
     write_file(ACCOUNT_FILE, accounts);
-    start("WEBAUTH_SECTYPE=" + options_.mode +
-          (options_.multi_user ? "\nWEBAUTH_MULTIUSER=YES" : ""));
+    start(settings_);
     effects();
   }
 
@@ -136,14 +130,13 @@ class Soak : World {
     const Visitor known = visitors_.empty() ? visitor : visitors_[pick(visitors_.size())];
     const auto choice = pick(visitors_.size() > 300 ? 60 : 100);
     if (choice < 20) return report(ENTRY_OFFLINE, known.ip);
-    if (choice < 25) return report(ENTRY_ONLINE, "10.9.0." + std::to_string(pick(9)));
-    if (choice < 30) return report(ENTRY_OFFLINE, "10.9.0." + std::to_string(pick(9)));
-    if (choice < 35) return report(5, known.ip);
-    if (choice < 50) return command(CTL_CUT_IP, 68, choice < 48 ? known.ip : visitor.ip);
-    if (choice < 55) return command(CTL_DELETE_ACCOUNT, 4, has_accounts_ ? known.user : "nobody");
-    if (choice < 60) return command(CTL_ADD_ACCOUNT, 4, visitor.user);
-    if (choice < 62) return command(9, 4, known.ip);
-    choice < 70 ? log_in({visitor.user, known.ip, visitor.mac}) : log_in(visitor);
+    if (choice < 30) return report(choice % 2, "11.0.0." + std::to_string(pick(9)));
+    if (choice < 32) return report(5, known.ip);
+    if (choice < 48) return command(CTL_CUT_IP, 68, choice < 46 ? known.ip : visitor.ip);
+    if (choice < 54) return command(CTL_DELETE_ACCOUNT, 4, has_accounts_ ? known.user : "nobody");
+    if (choice < 59) return command(CTL_ADD_ACCOUNT, 4, visitor.user);
+    if (choice < 60) return command(9, 4, known.ip);
+    log_in(choice < 68 ? Visitor{visitor.user, known.ip, visitor.mac} : visitor);
   }
 
   void log_in(const Visitor& visitor) {
@@ -177,7 +170,7 @@ class Soak : World {
     compare({}, cut || number == CTL_DELETE_ACCOUNT);
   }
 
-  // The kernel side has been told of the visitor, or has not; the list says the same.
+  // Of whom the kernel side was told, and whom it has not reported since, the list speaks.
   void compare(const Visitor& visitor, bool must_be_written) {
     for (const std::string& message : effects("kernel")) {
       std::istringstream words(message);
@@ -196,11 +189,9 @@ class Soak : World {
 
   // What a login does of which nobody has seen how far it came.
   void admit(const Visitor& visitor) {
-    const auto same = [&](const Visitor& other) { return other.user == visitor.user; };
-    const auto earlier = std::find_if(visitors_.begin(), visitors_.end(), same);
     if (has_accounts_ && !accounts_.contains(visitor.user)) return;
-    if (has_accounts_ && !options_.multi_user && earlier != visitors_.end())
-      visitors_.erase(earlier);
+    if (replaces_)
+      std::erase_if(visitors_, [&](auto& other) { return other.user == visitor.user; });
     visitors_.push_back(visitor);
   }
 
@@ -213,40 +204,40 @@ class Soak : World {
   }
 
   Visitor new_visitor() {
-    ++addresses_;
-    return {.user = has_accounts_ ? "u" + std::to_string(pick(105)) : "",
-            .ip = ip_text(htonl(0x0a000000U + addresses_ % 0x10000U)),
-            .mac = "m" + std::to_string(addresses_)};
+    const std::string number = std::to_string(++addresses_);
+    return {has_accounts_ ? "u" + std::to_string(pick(105)) : "",
+            ip_text(htonl(0x0a000000U + addresses_)), "m" + number};
   }
 
   std::size_t pick(std::size_t count) { return random_() % count; }
 
-  const Options options_;
-  const bool has_accounts_;
+  const bool has_accounts_, replaces_;
+  const std::string settings_;
   std::mt19937 random_{1};
   std::multiset<std::string> accounts_;
   Visitors visitors_;
   std::uint32_t addresses_ = 0;
   ino_t list_file_ = 0;
-  std::int64_t lists_ = 0;
+  int lists_ = 0, events_ = 0;
 };
 
 }  // namespace
 }  // namespace webauth
 
 int main(int argc, char** argv) {
-  webauth::Options options;
+  std::string mode = "USERS";
+  bool multi_user = false;
+  int seconds = 10, kills = 20;
   CLI::App app("Loads the daemon, then kills it under a reader of its list.");
-  app.add_option("--mode", options.mode)->check(CLI::IsMember({"LOCAL", "USERS"}));
-  app.add_flag("--multi-user", options.multi_user, "several logins per account");
-  app.add_option("--seconds", options.seconds, "how long the load lasts");
-  app.add_option("--kills", options.kills);
-  app.add_option("--memory-bound", options.memory_bound, "kilobytes that it may grow by");
+  app.add_option("--mode", mode)->check(CLI::IsMember({"LOCAL", "USERS"}));
+  app.add_flag("--multi-user", multi_user, "several logins per account");
+  app.add_option("--seconds", seconds, "how long the load lasts");
+  app.add_option("--kills", kills, "how many daemons then die");
   CLI11_PARSE(app, argc, argv);
   try {
-    webauth::Soak soak(options);
-    soak.load();
-    soak.kill_under_a_reader();
+    webauth::Soak soak(mode, multi_user);
+    soak.load(seconds);
+    soak.kill_under_a_reader(kills);
     return EXIT_SUCCESS;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "webauth-soak: %s\n", error.what());

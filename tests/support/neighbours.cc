@@ -6,9 +6,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <sstream>
 
 #include "common/unix_address.h"
@@ -26,6 +28,24 @@ int open_socket(int family, int type, auto call, const auto& address, const char
   const int fd = socket(family, type | SOCK_CLOEXEC, family == AF_NETLINK ? NETLINK_USERSOCK : 0);
   require(call(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0, what);
   return fd;
+}
+
+std::string meaning(const std::string& word) {
+  std::string text;
+  unsigned number = 0;
+  int used = 0;
+  for (const char* at = word.c_str(); *at != '\0'; at += used) {
+    char c = at[0] == '\\' && at[1] == 'n' ? '\n' : *at;
+    used = c == *at ? 1 : 2;
+    if (std::sscanf(at, "\\x%2x%n", &number, &used) == 1) {
+      text += static_cast<char>(number);
+    } else if (std::sscanf(at, "\\%u*%c%n", &number, &c, &used) == 2) {
+      text.append(number, c);
+    } else {
+      text += c;
+    }
+  }
+  return text;
 }
 
 }  // namespace
@@ -115,6 +135,13 @@ std::string record_text(std::string_view bytes, pid_t pid) {
     at == 12 && word == static_cast<std::uint32_t>(pid) ? text << " pid" : text << ' ' << word;
   }
   return text.str();
+}
+
+Lines words_of(const std::string& line) {
+  Lines words;
+  std::istringstream stream(line);
+  for (std::string word; stream >> std::quoted(word, '"', '\0');) words.push_back(meaning(word));
+  return words;
 }
 
 void write_file(const std::string& path, std::string_view text) {

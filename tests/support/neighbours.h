@@ -47,6 +47,10 @@ std::string login_request(std::string_view ip, std::string_view mac, std::string
 /// the end; the fourth reads "pid" when it is `pid`. Nothing is the empty text.
 std::string record_text(std::string_view bytes, pid_t pid = 0);
 
+/// The words of a line of a table or transcript: what stands in double quotes is one. In a word,
+/// \n, \xNN and \N*c (N times the character) are what they mean.
+Lines words_of(const std::string& line);
+
 /// Makes the file anew (another inode).
 void write_file(const std::string& path, std::string_view text);
 

@@ -68,7 +68,7 @@ Sleep sleep_of(pid_t process) {
 }
 
 void Program::launch(const std::string& text) {
-  end();
+  kill_it();
   signal(SIGPIPE, SIG_DFL);  // which exec does not do
   output_ = popen(("exec 2>&1; echo $$; " + text).c_str(), "re");
   signal(SIGPIPE, SIG_IGN);
@@ -80,29 +80,18 @@ void Program::launch(const std::string& text) {
 bool Program::wait_until(Sleep call, const std::function<void()>& meanwhile) {
   for (const auto late = std::time(nullptr) + PATIENCE; sleep_of(pid_) != call; sched_yield()) {
     meanwhile();
-    if (has_ended()) return false;
-    if (std::time(nullptr) > late) throw std::runtime_error("a program does not come to rest");
+    if (pid_ > 0 && waitpid(pid_, &status_, WNOHANG) != 0) pid_ = 0;
+    if (pid_ == 0) return meanwhile(), false;
+    if (std::time(nullptr) > late) kill(pid_, SIGKILL);
   }
   return true;
 }
 
-int Program::wait_for_end(const std::function<void()>& meanwhile) {
-  for (const auto late = std::time(nullptr) + PATIENCE; !has_ended(); sched_yield()) {
-    meanwhile();
-    if (std::time(nullptr) > late) kill(pid_, SIGKILL);
-  }
-  meanwhile();
-  return WIFEXITED(status_) ? WEXITSTATUS(status_) : -1;
-}
+int Program::status() const { return WIFEXITED(status_) ? WEXITSTATUS(status_) : -1; }
 
-bool Program::has_ended() {
-  if (pid_ > 0 && waitpid(pid_, &status_, WNOHANG) != 0) pid_ = 0;
-  return pid_ == 0;
-}
-
-void Program::end() {
-  if (!has_ended()) kill(pid_, SIGKILL);
-  wait_for_end([] {});
+void Program::kill_it() {
+  if (pid_ > 0) kill(pid_, SIGKILL);
+  (void)wait_until(Sleep::DEAD);
   if (output_ != nullptr) pclose(output_);
   output_ = nullptr;
 }

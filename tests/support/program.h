@@ -27,8 +27,8 @@ std::string read_file(const std::string& path);
 std::int64_t status_number(pid_t process, const std::string& name);
 std::ptrdiff_t open_descriptors(pid_t process);
 
-/// The system call that a process sleeps in. Whoever has just been woken is AWAKE.
-enum class Sleep { AWAKE, SELECT, POLL, SENDMSG, SEND, OTHER };
+/// The system call that a process sleeps in. Whoever has just been woken is AWAKE; nobody is DEAD.
+enum class Sleep { AWAKE, SELECT, POLL, SENDMSG, SEND, OTHER, DEAD };
 Sleep sleep_of(pid_t process);
 
 class Program {
@@ -36,17 +36,17 @@ class Program {
   /// Starts a shell with this text, which may "exec" the program by its name.
   void launch(const std::string& text);
   [[nodiscard]] pid_t pid() const { return pid_; }  ///< 0: none runs
-  /// Waits until it sleeps in this call; `meanwhile` is done all the time. False: it has ended.
-  bool wait_until(Sleep call, const std::function<void()>& meanwhile);
-  /// Its exit status; -1 when a signal, or the end of patience, has ended it.
-  int wait_for_end(const std::function<void()>& meanwhile);
-  /// Kills it.
-  void end();
+  /// Waits until it sleeps in this call, which is true, or has ended; patience ends it. `meanwhile`
+  /// is done all the time, and at the end once more.
+  bool wait_until(
+      Sleep call, const std::function<void()>& meanwhile = [] {});
+  /// The exit status of what has ended; -1 when it was killed.
+  [[nodiscard]] int status() const;
+  void kill_it();
   /// What has come on both outputs since the last call.
   std::string output();
 
  private:
-  bool has_ended();
   pid_t pid_ = 0;
   int status_ = 0;
   std::FILE* output_ = nullptr;

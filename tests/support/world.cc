@@ -45,7 +45,7 @@ World::World()
 }
 
 World::~World() {
-  daemon.end();
+  daemon.kill_it();
   for (const int fd : {log_fd_, log_filler_, kernel_filler_}) close(fd);
   close_kernel_side();
 }
@@ -100,7 +100,7 @@ void World::settle() {
     if (std::count(effects_.begin(), effects_.end(), place) == 0) continue;
     throw std::runtime_error("a log record or kernel message has been lost");
   }
-  if (runs && !serves) note("exit status " + std::to_string(daemon.wait_for_end([] {})));
+  if (runs && !serves) note("exit status " + std::to_string(daemon.status()));
   if (serves && in_steps_) fill_queues();
 }
 
@@ -110,8 +110,8 @@ void World::end_daemon() {
     close_kernel_side();
     AllowMacMessage allow{.command = CTL_ALLOW_MAC, .unused1{}, .mac = "1:2:3:4:5:6", .unused2{}};
     control(bytes_of(allow));
-    const int status = daemon.wait_for_end([this] { go_on(); });
-    if (status != 1) throw std::runtime_error("ends with status " + std::to_string(status));
+    (void)daemon.wait_until(Sleep::DEAD, [this] { go_on(); });
+    if (daemon.status() != 1) throw std::runtime_error("the daemon does not end with status 1");
     open_kernel_side();
   }
   const std::string text = daemon.output();

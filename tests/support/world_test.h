@@ -17,16 +17,14 @@ class WorldTest : public testing::Test, protected World {
   }
 };
 
-/// Shows two texts only from the line before the one in which they begin to differ.
+/// Shows two texts only from the line in which they begin to differ.
 inline testing::AssertionResult same_lines(const std::string& expected, const std::string& seen) {
-  if (expected == seen) return testing::AssertionSuccess();
   const auto differ = std::mismatch(expected.begin(), expected.end(), seen.begin(), seen.end());
-  auto from = static_cast<std::size_t>(differ.first - expected.begin());
-  for (int lines = 0; lines < 2 && from > 0; ++lines) {
-    from = std::min(expected.rfind('\n', from - 1), from - 1);
-  }
-  return testing::AssertionFailure()
-         << "expected:" << expected.substr(from, 800) << "\nseen:" << seen.substr(from, 800);
+  if (expected == seen) return testing::AssertionSuccess();
+  const auto from = expected.rfind('\n', std::size_t(differ.first - expected.begin())) + 1;
+  return testing::AssertionFailure() << "expected:\n"
+                                     << expected.substr(from, 800) << "\nseen:\n"
+                                     << seen.substr(from, 800);
 }
 
 }  // namespace webauth
