@@ -128,9 +128,9 @@ class Soak : World {
     } else if (choice < 45) {
       command(CTL_CUT_IP, 68, visitor.ip);
     } else if (choice < 50) {
-      command(CTL_DELETE_ACCOUNT, 4, has_accounts_ ? visitor.user : "nobody");
+      command(CTL_DELETE_ACCOUNT, 4, has_accounts_ ? visitor.user : "u0");
     } else if (choice < 55) {
-      command(CTL_ADD_ACCOUNT, 4, new_visitor().user);
+      command(CTL_ADD_ACCOUNT, 4, "u" + std::to_string(has_accounts_ ? pick(105) : 0));
     } else {
       login(visitor.ip, visitor.mac, visitor.user);
     }
