@@ -100,9 +100,9 @@ TEST_F(ChannelsTest, WantOfMemoryEndsTheDaemonWithStatus1) {
 TEST_F(ChannelsTest, AThousandReportsWaitOutABusyDaemon) {
   start_with_a_login();
   const KernelMessage report{};
-  kill(daemon.pid(), SIGSTOP);
+  daemon.send(SIGSTOP);
   for (int i = 0; i < 1'000; ++i) kernel_event(bytes_of(report));
-  kill(daemon.pid(), SIGCONT);
+  daemon.send(SIGCONT);
   EXPECT_EQ(1'000U, effects("event").size());
 }
 

@@ -99,7 +99,7 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
       launch(rest.empty() ? "exec webauthd" : rest);
     } else if (verb == "stop" || verb == "continue") {  // holds the daemon until all has been sent
       stopped_ = verb == "stop";
-      kill(daemon.pid(), stopped_ ? SIGSTOP : SIGCONT);
+      daemon.send(stopped_ ? SIGSTOP : SIGCONT);
       waitpid(daemon.pid(), nullptr, WUNTRACED | WCONTINUED);
     } else if (verb == "login") {  // IP MAC USER PASSWORD TYPE
       std::string request = login_request(words[1], words[2], words[3], words[4]);
@@ -141,6 +141,8 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
       require(mkfifo(GATE_INPUT, 0600) == 0, GATE_INPUT);
       gate_.launch(std::string("exec webauth-gate <") + GATE_INPUT);
       gate_input_.emplace(open(GATE_INPUT, O_WRONLY | O_CLOEXEC));
+    } else if (verb == "end-gate") {
+      gate_.kill_it();
     } else if (verb == "tell") {  // one line, or the end
       if (text.empty()) return gate_input_.reset();
       require(write(gate_input_->get(), (text + "\n").c_str(), text.size() + 1) > 0, GATE_INPUT);

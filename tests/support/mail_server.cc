@@ -80,6 +80,7 @@ MailServer::MailServer(const Lines& says, bool tls, int port)
           "mail server");
   heard_ = heard[0];
   process_ = fork();
+  require(process_ >= 0, "fork");
   if (process_ != 0) {
     close(heard[1]);
     return;

@@ -89,6 +89,11 @@ bool Program::wait_until(Sleep call, const std::function<void()>& meanwhile) {
 
 int Program::status() const { return WIFEXITED(status_) ? WEXITSTATUS(status_) : -1; }
 
+void Program::send(int signal) const {
+  errno = ESRCH;  // 0 would be this process's group
+  require(pid_ > 0 && kill(pid_, signal) == 0, "kill");
+}
+
 void Program::kill_it() {
   if (pid_ > 0) kill(pid_, SIGKILL);
   (void)wait_until(Sleep::DEAD);

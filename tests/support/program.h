@@ -47,6 +47,7 @@ class Program {
       Sleep call, const std::function<void()>& meanwhile = [] {});
   /// The exit status of what has ended; -1 when it was killed.
   [[nodiscard]] int status() const;
+  void send(int signal) const;  ///< throws when none runs
   void kill_it();
   /// What has come on both outputs since the last call.
   std::string output();
