@@ -116,19 +116,14 @@ class Rules : public WorldTest {
 
   static Lines gate(const std::string& size, const std::string& text) {
     const bool whole = size == "-";
-    Datagram datagram{.bytes = {}, .size = 0, .sender_port = 0x77, .from_us = true};
-    datagram.size = std::stoul(whole ? "168" : size, nullptr, 16);
+    std::string bytes;
     std::istringstream words((whole ? "178 0 0 77 168 " : "") + text);
-    for (std::uint32_t word = 0; words >> std::hex >> word;) {
-      for (const char byte : bytes_of(word)) {
-        datagram.bytes.push_back(static_cast<unsigned char>(byte));
-      }
-    }
-    datagram.bytes.resize(datagram.size);
-    const std::string printed = datagram_text(datagram).substr(0, 85);
-    while (!datagram.bytes.empty()) {  // whatever its lengths say, nothing is read behind its end
-      datagram.bytes.pop_back();
-      (void)datagram_text(datagram);
+    for (std::uint32_t word = 0; words >> std::hex >> word;) bytes += bytes_of(word);
+    bytes.resize(std::stoul(whole ? "168" : size, nullptr, 16));
+    const std::size_t all = bytes.size();
+    const std::string printed = datagram_text({.bytes = bytes, .size = all}, 0x77).substr(0, 85);
+    for (; !bytes.empty(); bytes.pop_back()) {  // nothing is read behind its end
+      (void)datagram_text({.bytes = {std::string(bytes).c_str(), bytes.size()}, .size = all}, 0x77);
     }
     return {printed};
   }

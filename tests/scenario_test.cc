@@ -150,7 +150,7 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
       std::string problem;
       const auto event = parse_gate_command(verb + " " + text, problem);
       if (!event || !event->event) throw std::runtime_error("no such step: " + verb);
-      kernel_event(bytes_of(*event->event));
+      kernel_event(bytes_of(event_message(*event->event)));
     }
   }
 
