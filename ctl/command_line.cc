@@ -122,6 +122,7 @@ void add_accounts(CLI::App& app, Options& options) {
   add->add_flag("--hash", account.hash, "save a hash of the password")->needs(save);
   CLI::App* remove = add_account_command(*group, "delete", "Delete an account and end its logins.",
                                          options, run_delete_account);
+  remove->get_option("user")->check(demand_text);  // an unset variable; the old name takes it
   remove->add_flag("--save", account.save, "and from the account file");
   CLI::App* change = add_account_command(*group, "passwd", "Change a password in the account file.",
                                          options, run_account_password);

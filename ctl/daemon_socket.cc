@@ -103,7 +103,9 @@ ExchangeResult exchange_record(std::span<const std::byte> request, std::span<std
   if (sent < 0 && (errno == EPIPE || errno == ECONNRESET)) return ExchangeResult::CLOSED;
   if (sent < 0 && errno == EAGAIN) return ExchangeResult::TIMED_OUT;
   if (sent < 0) fail(LOGIN_SOCKET_PATH, "cannot write to the daemon", errno);
-  return read_reply(fd.get(), reply, deadline);
+  const ExchangeResult result = read_reply(fd.get(), reply, deadline);
+  if (result == ExchangeResult::ANSWERED) (void)wait_readable(fd.get(), deadline);
+  return result;
 }
 
 int open_control_socket() {

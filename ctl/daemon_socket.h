@@ -37,8 +37,8 @@ enum class ExchangeResult : int {
   TIMED_OUT = 2,  ///< not connected, or nothing came, before the deadline
 };
 
-/// Connects to the login socket, writes `request` and reads a reply of exactly `reply`'s size. A
-/// part of a reply throws.
+/// Connects to the login socket, writes `request`, reads a reply of exactly `reply`'s size and waits
+/// until the daemon has closed: it replies before it publishes. A part of a reply throws.
 ExchangeResult exchange_record(std::span<const std::byte> request, std::span<std::byte> reply,
                                std::int64_t deadline);
 
