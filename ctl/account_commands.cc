@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <optional>
 
 #include "common/clock.h"
 #include "common/fd_guard.h"
@@ -25,9 +26,11 @@ namespace {
 constexpr std::int64_t PATIENCE_US = 2'000'000;
 constexpr mode_t ACCOUNT_FILE_MODE = 0600;  // it holds passwords
 
-std::ptrdiff_t count_logins(const std::string& user) {
-  const UserList list = read_user_list();
-  return std::count_if(list.users.begin(), list.users.end(),
+/// Nothing when the list cannot be read.
+std::optional<std::ptrdiff_t> count_logins(const std::string& user) {
+  const auto list = try_read_user_list();
+  if (!list) return {};
+  return std::count_if(list->users.begin(), list->users.end(),
                        [&](const ListedUser& online) { return online.user == user; });
 }
 
@@ -40,7 +43,8 @@ bool wait_for_fewer_logins(ListWatch& watch, std::ptrdiff_t before, const std::s
     if (result == WatchResult::TIMED_OUT || result == WatchResult::LOST) return false;
     // A list that is removed tells of a daemon that started anew, not of one that obeyed.
     if (result != WatchResult::REPLACED) continue;
-    if (before == 0 || count_logins(user) < before) return true;
+    const auto now = count_logins(user);
+    if (now && (before == 0 || *now < before)) return true;
   }
 }
 
@@ -54,7 +58,7 @@ std::string column_of(const std::string& password, bool hash) {
 
 // What was saved is not undone by a daemon that is not there: it reads the file when it starts.
 bool is_down_but_saved(const AccountOptions& options) {
-  if (!options.save || daemon_presence() != Presence::DOWN) return false;
+  if (!options.save || daemon_runs()) return false;
   std::cout << "saved; the daemon is not running and reads it at its start\n";
   return true;
 }
@@ -117,13 +121,13 @@ int run_delete_account(const AccountOptions& options) {
   const FdGuard control(open_control_socket());
   ListWatch watch(REGISTRATION_FILE);
   watch.skip_changes();
-  const std::ptrdiff_t before = count_logins(options.user);
+  const auto before = count_logins(options.user);
   if (options.save) std::cout << (removed > 0 ? "saved\n" : "not in the account file\n");
   // The daemon deletes the first account of the name, and holds one for each line of it.
   for (std::size_t i = 0; i < std::max<std::size_t>(removed, 1); ++i) {
     send_control(control.get(), message);
   }
-  const bool confirmed = wait_for_fewer_logins(watch, before, options.user);
+  const bool confirmed = before && wait_for_fewer_logins(watch, *before, options.user);
   std::cout << (confirmed ? "done\n" : "sent, not confirmed\n");
   return confirmed ? STATUS_DONE : STATUS_UNCONFIRMED;
 }

@@ -65,7 +65,8 @@ bool wait_until_gone(ListWatch& watch, Users& users) {
     // A list that is removed tells of a daemon that started anew, not of one that obeyed.
     if (result != WatchResult::REPLACED) continue;
     is_rewritten = true;
-    if (drop_gone(users, read_user_list())) deadline = steady_microseconds() + PATIENCE_US;
+    const auto list = try_read_user_list();
+    if (list && drop_gone(users, *list)) deadline = steady_microseconds() + PATIENCE_US;
     if (users.empty()) return true;
   }
 }
@@ -90,6 +91,15 @@ ExitStatus cut_unlisted(int control, const CutOptions& options, const UserList& 
   return status;
 }
 
+// Whoever has made the list unreadable is not to keep an address from being cut.
+ExitStatus cut_blindly(int control, const CutOptions& options) {
+  for (const std::string& ip : options.addresses) {
+    send_control(control, cut_message(ip));
+    std::cout << "sent, not confirmed: " << ip << '\n';
+  }
+  return options.addresses.empty() ? STATUS_ERROR : STATUS_UNCONFIRMED;
+}
+
 void check_arguments(const CutOptions& options) {
   char field[16];
   for (const std::string& ip : options.addresses) fill_ip(field, ip);
@@ -104,11 +114,12 @@ int run_cut(const CutOptions& options) {
   const FdGuard control(open_control_socket());
   ListWatch watch(REGISTRATION_FILE);
   watch.skip_changes();
-  const UserList list = read_user_list();
-  report_malformed(list);
-  Users users = wanted_users(list, options);
+  const auto list = try_read_user_list();
+  if (!list) return cut_blindly(control.get(), options);
+  report_malformed(*list);
+  Users users = wanted_users(*list, options);
   const std::size_t count = users.size();
-  const ExitStatus status = cut_unlisted(control.get(), options, list);
+  const ExitStatus status = cut_unlisted(control.get(), options, *list);
   if (count == 0) {
     if (options.addresses.empty()) std::cout << "nobody of that kind is online\n";
     return STATUS_NOBODY;

@@ -11,6 +11,7 @@
 
 #include "common/clock.h"
 #include "common/fd_guard.h"
+#include "common/file.h"
 #include "common/unix_address.h"
 #include "ctl/operator_error.h"
 #include "daemon/login/login_record.h"
@@ -52,6 +53,21 @@ bool connect_login(int fd) {
   return false;
 }
 
+/// Whether the kernel's table of UNIX sockets has the path, for a user who may not connect to it.
+bool is_in_table(std::string_view path) {
+  const File table(std::fopen("/proc/net/unix", "re"));
+  char line[256];
+  while (table && read_line(table.get(), line)) {
+    std::string_view text(line);
+    if (text.ends_with('\n')) text.remove_suffix(1);
+    if (text.size() > path.size() && text[text.size() - path.size() - 1] == ' ' &&
+        text.ends_with(path)) {
+      return true;
+    }
+  }
+  return false;
+}
+
 bool wait_readable(int fd, std::int64_t deadline) {
   pollfd waiting{.fd = fd, .events = POLLIN, .revents = 0};
   for (;;) {
@@ -79,10 +95,10 @@ ExchangeResult read_reply(int fd, std::span<std::byte> reply, std::int64_t deadl
 
 }  // namespace
 
-Presence daemon_presence() {
+bool daemon_runs() {
   const FdGuard fd(open_socket(SOCK_DGRAM, DATAGRAM_PATIENCE_US));
-  if (connect_to(fd.get(), CONTROL_SOCKET_PATH)) return Presence::RUNS;
-  return errno == ENOENT || errno == ECONNREFUSED ? Presence::DOWN : Presence::UNKNOWN;
+  if (connect_to(fd.get(), CONTROL_SOCKET_PATH)) return true;
+  return errno == EACCES && is_in_table(CONTROL_SOCKET_PATH);
 }
 
 Answer ask_for_answer(std::int64_t deadline) {

@@ -13,14 +13,8 @@
 
 namespace webauth {
 
-enum class Presence : int {
-  RUNS = 0,
-  DOWN = 1,     ///< nobody has the socket open, or there is none
-  UNKNOWN = 2,  ///< this user may not ask
-};
-
 /// Whether somebody has the control socket open. Nothing is sent, and the daemon does not notice.
-Presence daemon_presence();
+bool daemon_runs();
 
 struct Answer {
   bool in_time;  ///< false: it is busy, or stopped
@@ -37,8 +31,8 @@ enum class ExchangeResult : int {
   TIMED_OUT = 2,  ///< not connected, or nothing came, before the deadline
 };
 
-/// Connects to the login socket, writes `request`, reads a reply of exactly `reply`'s size and waits
-/// until the daemon has closed: it replies before it publishes. A part of a reply throws.
+/// Connects to the login socket, writes `request`, reads a reply of exactly `reply`'s size and
+/// waits until the daemon has closed: it replies before it publishes. A part of a reply throws.
 ExchangeResult exchange_record(std::span<const std::byte> request, std::span<std::byte> reply,
                                std::int64_t deadline);
 

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -11,6 +12,7 @@
 #include "common/file.h"
 #include "ctl/operator_error.h"
 #include "ctl/setting.h"
+#include "daemon/login/login_record.h"
 
 namespace webauth {
 namespace {
@@ -48,18 +50,20 @@ bool settings_changed_since(std::time_t time) {
 
 DaemonStatus daemon_status() {
   DaemonStatus status;
-  status.presence = daemon_presence();
+  status.runs = daemon_runs();
   status.mode = configured_mode().mode;
-  if (status.presence == Presence::DOWN) return status;
+  if (!status.runs) return status;
   try {
     status.list = read_user_list();
   } catch (const OperatorError& error) {
     status.list_problem = error.what();
   }
-  if (status.presence == Presence::RUNS) {
+  if (access(LOGIN_SOCKET_PATH, W_OK) == 0) {
     const Answer answer = ask_for_answer(steady_microseconds() + ANSWER_PATIENCE_US);
     status.answers = answer.in_time;
     status.pid = answer.pid;
+  } else if (errno != EACCES) {
+    status.answers = false;  // somebody has removed the socket: nobody can log in
   }
   if (status.pid > 0) status.since = start_of(status.pid);
   status.settings_changed = status.since && settings_changed_since(*status.since);

@@ -14,8 +14,8 @@
 namespace webauth {
 
 struct DaemonStatus {
-  Presence presence = Presence::DOWN;
-  bool answers = false;              ///< within the time that was given
+  bool runs = false;
+  std::optional<bool> answers;       ///< within two seconds; unknown to who may not ask
   pid_t pid = 0;                     ///< 0: not known
   std::optional<std::time_t> since;  ///< when its process began
   AuthMode mode = AuthMode::LOCAL;   ///< of the list, which the daemon writes, or else the settings

@@ -58,7 +58,7 @@ void print_events(const Followed& found, bool json) {
 
 int run_events(bool json) {
   ListFollower follower;
-  if (!follower.daemon_runs()) std::cerr << "webauthctl: the daemon is not running" << std::endl;
+  if (!follower.daemon_is_up()) std::cerr << "webauthctl: the daemon is not running" << std::endl;
   Followed found;
   while (follower.follow(found)) print_events(found, json);
   return STATUS_ERROR;

@@ -62,7 +62,7 @@ int run_mac(const MacOptions& options, ControlCommand command) {
   fill_mac(message.mac, options.mac);
   if (options.save) {
     save_mac(options.mac, command == CTL_ALLOW_MAC);
-    if (daemon_presence() == Presence::DOWN) {
+    if (!daemon_runs()) {
       std::cout << "saved; the daemon is not running and reads it at its start\n";
       return STATUS_DONE;
     }

@@ -21,7 +21,7 @@ ListFollower::ListFollower()
 
 std::optional<ListFollower::Daemon> ListFollower::running_daemon() {
   struct stat socket {};
-  if (daemon_presence() == Presence::DOWN || stat(CONTROL_SOCKET_PATH, &socket) != 0) return {};
+  if (!daemon_runs() || stat(CONTROL_SOCKET_PATH, &socket) != 0) return {};
   return Daemon{socket.st_ino, socket.st_ctim.tv_sec, socket.st_ctim.tv_nsec};
 }
 

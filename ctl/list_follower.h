@@ -25,7 +25,7 @@ class ListFollower {
   ListFollower();
 
   [[nodiscard]] const UserList& list() const { return list_; }
-  [[nodiscard]] bool daemon_runs() const { return daemon_.has_value(); }
+  [[nodiscard]] bool daemon_is_up() const { return daemon_.has_value(); }
 
   /// Waits for a change of the list, at most a second, and compares. False when nobody reads the
   /// standard output any more. Throws OperatorError when the list cannot be read or watched; what a

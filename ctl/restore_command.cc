@@ -56,7 +56,7 @@ std::int64_t deadline_of(const RestoreOptions& options) {
 // The list that an earlier daemon left is gone when the sockets of the new one are there.
 void wait_for_daemon(const RestoreOptions& options) {
   const std::int64_t deadline = deadline_of(options);
-  while (daemon_presence() == Presence::DOWN) {
+  while (!daemon_runs()) {
     if (steady_microseconds() >= deadline) {
       throw OperatorError("the daemon is not running; nobody was logged in", STATUS_DOWN);
     }

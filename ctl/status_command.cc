@@ -22,17 +22,16 @@ void print_item(const char* name, const std::string& value) {
 }
 
 std::string presence_words(const DaemonStatus& status) {
-  if (status.presence == Presence::DOWN) return "not running";
-  if (status.presence == Presence::UNKNOWN) return "not known: this user may not ask it";
+  if (!status.runs) return "not running";
   std::string words = "running";
   if (status.pid > 0) words += ", process " + std::to_string(status.pid);
-  if (!status.answers) words += ", has not answered within 2 s: busy or stopped";
+  if (status.answers == false) words += ", does not answer within 2 s: busy or stopped";
   return words;
 }
 
 std::string mode_words(const DaemonStatus& status) {
   const std::string mode = mode_row(status.mode).text;
-  if (status.presence == Presence::DOWN) return mode + ", as the settings say";
+  if (!status.runs) return mode + ", as the settings say";
   if (status.list.users.empty() && status.settings_changed) {
     return mode + ", as the settings say, which were changed after the start";
   }
@@ -52,7 +51,7 @@ void print_text(const DaemonStatus& status, std::time_t now) {
   if (status.since) {
     print_item("since", time_text(*status.since) + ", " + duration_text(now - *status.since));
   }
-  if (status.presence != Presence::DOWN) {
+  if (status.runs) {
     print_item("online", std::to_string(status.list.users.size()));
     print_item("last change", list_words(status, now));
   }
@@ -60,8 +59,8 @@ void print_text(const DaemonStatus& status, std::time_t now) {
 }
 
 void print_json(const DaemonStatus& status, std::time_t now) {
-  nlohmann::ordered_json object = {{"up", status.presence != Presence::DOWN},
-                                   {"answers", status.answers},
+  nlohmann::ordered_json object = {{"up", status.runs},
+                                   {"answers", nullptr},
                                    {"pid", nullptr},
                                    {"mode", mode_row(status.mode).text},
                                    {"since", nullptr},
@@ -69,6 +68,7 @@ void print_json(const DaemonStatus& status, std::time_t now) {
                                    {"last_change", nullptr},
                                    {"list_age", nullptr},
                                    {"gate", gate_word(gate_state())}};
+  if (status.answers) object["answers"] = *status.answers;
   if (status.pid > 0) object["pid"] = status.pid;
   if (status.since) object["since"] = *status.since;
   if (status.list.exists) {
@@ -116,14 +116,16 @@ int run_status(bool json) {
   } else {
     print_text(status, now);
   }
-  return status.presence == Presence::DOWN ? STATUS_DOWN : STATUS_DONE;
+  return !status.runs ? STATUS_DOWN : STATUS_DONE;
 }
 
 int run_metrics() {
   const DaemonStatus status = daemon_status();
   const std::time_t now = std::time(nullptr);
-  print_metric("up", "Whether the daemon is running.", status.presence == Presence::DOWN ? 0 : 1);
-  print_metric("answers", "Whether it answered within two seconds.", status.answers ? 1 : 0);
+  print_metric("up", "Whether the daemon is running.", status.runs ? 1 : 0);
+  if (status.answers) {
+    print_metric("answers", "Whether it answered within two seconds.", *status.answers ? 1 : 0);
+  }
   print_online(status.list);
   print_metric("oldest_session_seconds", "Seconds since the oldest login of those online.",
                oldest_session(status.list, now));

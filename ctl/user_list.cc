@@ -70,6 +70,15 @@ UserList read_user_list(const char* path) {
   return list;
 }
 
+std::optional<UserList> try_read_user_list() {
+  try {
+    return read_user_list();
+  } catch (const OperatorError& error) {
+    std::cerr << "webauthctl: " << error.what() << std::endl;
+    return {};
+  }
+}
+
 void report_malformed(const UserList& list) {
   if (list.malformed == 0) return;
   std::cerr << "webauthctl: malformed lines left out: " << list.malformed << std::endl;

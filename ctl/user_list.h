@@ -43,6 +43,9 @@ UserList parse_user_list(std::string_view text);
 
 UserList read_user_list(const char* path = REGISTRATION_FILE);
 
+/// The same; nothing when it cannot be read, which is said on standard error.
+std::optional<UserList> try_read_user_list();
+
 /// Says on standard error how many lines were left out, if any.
 void report_malformed(const UserList& list);
 

@@ -17,7 +17,7 @@ constexpr int DAY = 24 * HOUR;
 /// The name comes last: it is the only item of foreign length and width.
 std::string table_row(const std::string& ip, const std::string& mac, const std::string& since,
                       const std::string& online, const std::string& mode, const std::string& user) {
-  return padded(ip, 15) + padded(mac, 17) + padded(since, 19) + padded(online, 8) +
+  return padded(ip, 15) + padded(mac, 17) + padded(since, 19) + padded(online, 9) +
          padded(mode, 6) + user + '\n';
 }
 

@@ -39,7 +39,7 @@ std::size_t terminal_lines() {
 
 // As many users as the terminal holds, the latest last. Lines are cut at its right edge, not
 // wrapped; that is set back with each drawing, since a signal may end the next.
-void draw(const UserList& list, bool daemon_runs) {
+void draw(const UserList& list, bool daemon_is_up) {
   const std::time_t now = std::time(nullptr);
   const std::size_t room = std::max<std::size_t>(terminal_lines(), 4) - 3;
   const std::size_t left_out = list.users.size() - std::min(list.users.size(), room);
@@ -50,7 +50,7 @@ void draw(const UserList& list, bool daemon_runs) {
   }
   text += std::to_string(list.users.size()) + " online";
   if (left_out > 0) text += ", the latest " + std::to_string(room) + " are shown";
-  if (!daemon_runs) text += "; the daemon is not running";
+  if (!daemon_is_up) text += "; the daemon is not running";
   if (!(std::cout << text << "\033[K\n\033[J\033[?7h" << std::flush)) {
     throw OperatorError("cannot write the output");
   }
@@ -63,7 +63,7 @@ int watch_list(const UsersOptions& options) {
   Followed found;
   do {
     if (on_terminal) {
-      draw(meant_users(follower.list(), options), follower.daemon_runs());
+      draw(meant_users(follower.list(), options), follower.daemon_is_up());
     } else {
       std::erase_if(found.changes, [&](const ListChange& change) {
         return !options.any && !is_meant(change.user, options.who);
@@ -78,7 +78,7 @@ int watch_list(const UsersOptions& options) {
 
 int run_users(const UsersOptions& options) {
   if (options.watch) return watch_list(options);
-  const bool down = daemon_presence() == Presence::DOWN;
+  const bool down = !daemon_runs();
   const UserList list = read_user_list();
   report_malformed(list);
   const UserList meant = meant_users(list, options);
