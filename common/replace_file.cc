@@ -20,7 +20,7 @@ constexpr mode_t TEMP_MODE = 0600;  // until the old file's mode is known
 // Gives the temporary file the mode and owner of the file that it will replace.
 bool copy_attributes(int fd, const char* path, mode_t new_mode) {
   struct stat old {};
-  if (stat(path, &old) != 0) return fchmod(fd, new_mode) == 0;
+  if (lstat(path, &old) != 0 || !S_ISREG(old.st_mode)) return fchmod(fd, new_mode) == 0;
   struct stat made {};
   if (fstat(fd, &made) != 0) return false;
   const bool same_owner = old.st_uid == made.st_uid && old.st_gid == made.st_gid;
@@ -30,22 +30,25 @@ bool copy_attributes(int fd, const char* path, mode_t new_mode) {
 
 }  // namespace
 
-bool replace_file(const char* path, std::string_view text, mode_t new_mode) {
-  char resolved[PATH_MAX];
-  if (realpath(path, resolved) != nullptr) path = resolved;
-  const std::string temp_path = std::string(path) + ".tmp";
+bool replace_file(const std::string& path, std::string_view text, mode_t new_mode) {
+  const std::string temp_path = path + ".tmp";
   unlink(temp_path.c_str());
   const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
   const FdGuard file(open(temp_path.c_str(), flags, TEMP_MODE));
   if (file.get() < 0) return false;
-  if (write_whole(file.get(), text) && copy_attributes(file.get(), path, new_mode) &&
-      fsync(file.get()) == 0 && rename(temp_path.c_str(), path) == 0) {
+  if (write_whole(file.get(), text) && copy_attributes(file.get(), path.c_str(), new_mode) &&
+      fsync(file.get()) == 0 && rename(temp_path.c_str(), path.c_str()) == 0) {
     return true;
   }
   const int error = errno;
   unlink(temp_path.c_str());
   errno = error;
   return false;
+}
+
+std::string link_target(const char* path) {
+  char resolved[PATH_MAX];
+  return realpath(path, resolved) != nullptr ? resolved : path;
 }
 
 }  // namespace webauth

@@ -89,7 +89,7 @@ std::string ip_fault(const char* text, const IpRange& range) {
            " is let through";
   }
   const int end = is_range ? ends.range : ends.one;
-  if (const std::string fault = rest_fault(text + end); !fault.empty()) return fault;
+  if (std::string fault = rest_fault(text + end); !fault.empty()) return fault;
   std::string_view written = std::string_view(text).substr(0, static_cast<std::size_t>(end));
   written.remove_prefix(written.find_first_not_of(" \t"));
   std::string read = ip_text(htonl(range.first));

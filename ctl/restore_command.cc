@@ -144,7 +144,7 @@ int print_tally(const Tally& tally) {
 }  // namespace
 
 int run_restore(const RestoreOptions& options) {
-  const UserList saved = read_user_list(options.file.c_str());
+  const UserList saved = read_trusted_list(options.file.c_str());
   if (!saved.exists) throw OperatorError("there is no " + options.file);
   report_malformed(saved);
   if (!nvram_open()) throw OperatorError(std::string("cannot read ") + settings_path());

@@ -16,8 +16,8 @@ struct SaveOptions {
   bool add = false;  ///< who is in the file and not in the list stays in it
 };
 
-/// Copies the published list; a list that is missing is empty. Throws OperatorError, also when the
-/// list belongs to another user than root and the caller: somebody may have planted it.
+/// Copies the published list; a list that is missing is empty. Throws OperatorError, also when list
+/// or file belong to another user than root and the caller.
 int run_save(const SaveOptions& options);
 
 struct RestoreOptions {

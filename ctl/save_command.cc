@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <iostream>
@@ -31,7 +29,7 @@ std::string text_of(const UserList& list) {
 void add_earlier(UserList& list, const std::string& path) {
   std::unordered_set<std::string> addresses;
   for (const ListedUser& user : list.users) addresses.insert(user.ip);
-  for (ListedUser& user : read_user_list(path.c_str()).users) {
+  for (ListedUser& user : read_trusted_list(path.c_str()).users) {
     if (!addresses.contains(user.ip)) list.users.push_back(std::move(user));
   }
 }
@@ -39,14 +37,10 @@ void add_earlier(UserList& list, const std::string& path) {
 }  // namespace
 
 int run_save(const SaveOptions& options) {
-  UserList list = read_user_list();
-  if (list.exists && list.owner != 0 && list.owner != geteuid()) {
-    throw OperatorError(std::string(REGISTRATION_FILE) + " belongs to user " +
-                        std::to_string(list.owner) + ": not saved");
-  }
+  UserList list = read_trusted_list(REGISTRATION_FILE);
   report_malformed(list);
   if (options.add) add_earlier(list, options.file);
-  if (!replace_file(options.file.c_str(), text_of(list), SAVED_MODE)) {
+  if (!replace_file(options.file, text_of(list), SAVED_MODE)) {
     throw OperatorError("cannot write " + options.file + ": " + std::strerror(errno));
   }
   std::cout << "saved: " << list.users.size() << '\n';

@@ -30,7 +30,7 @@ std::string presence_words(const DaemonStatus& status) {
 }
 
 std::string mode_words(const DaemonStatus& status) {
-  const std::string mode = mode_row(status.mode).text;
+  std::string mode = mode_row(status.mode).text;
   if (!status.runs) return mode + ", as the settings say";
   if (status.list.users.empty() && status.settings_changed) {
     return mode + ", as the settings say, which were changed after the start";

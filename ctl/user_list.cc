@@ -70,6 +70,13 @@ UserList read_user_list(const char* path) {
   return list;
 }
 
+UserList read_trusted_list(const char* path) {
+  UserList list = read_user_list(path);
+  if (!list.exists || list.owner == 0 || list.owner == geteuid()) return list;
+  throw OperatorError(std::string(path) + " belongs to user " + std::to_string(list.owner) +
+                      ", who may have made it up");
+}
+
 std::optional<UserList> try_read_user_list() {
   try {
     return read_user_list();

@@ -43,7 +43,11 @@ UserList parse_user_list(std::string_view text);
 
 UserList read_user_list(const char* path = REGISTRATION_FILE);
 
-/// The same; nothing when it cannot be read, which is said on standard error.
+/// The same, of a file from which users are logged in: one that belongs neither to root nor to the
+/// caller throws, since anybody could have made it.
+UserList read_trusted_list(const char* path);
+
+/// The list that is published now; nothing when it cannot be read, which is said on standard error.
 std::optional<UserList> try_read_user_list();
 
 /// Says on standard error how many lines were left out, if any.

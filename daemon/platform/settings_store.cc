@@ -174,7 +174,7 @@ int nvram_commit() {
   if (!read_used_file(text, status)) return -1;
   for_each_entry(store.uncommitted,
                  [&](const char* key, const char* value) { replace_key(text, key, value); });
-  if (!replace_file(settings_path(), text, NEW_FILE_MODE)) return -1;
+  if (!replace_file(link_target(settings_path()), text, NEW_FILE_MODE)) return -1;
   store.uncommitted.clear();
   return 0;
 }
