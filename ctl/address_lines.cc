@@ -28,8 +28,9 @@ bool says_nothing(std::string_view text) {
 
 // What stands directly behind an address and does not belong to it.
 std::string rest_fault(std::string_view rest) {
-  if (rest.empty() || std::string_view(" \t\r\n#").find(rest[0]) != std::string_view::npos)
+  if (rest.empty() || std::string_view(" \t\r\n#").find(rest[0]) != std::string_view::npos) {
     return {};
+  }
   return "what follows the address is ignored: " + shown(rest);
 }
 

@@ -30,8 +30,9 @@ std::string white_list_fault(const Piece<WHITE_LIST_LINE_SIZE>& piece) {
   if (entry.empty() && text.find_first_not_of(" \r\n") != std::string_view::npos) {
     return "the line begins with a blank, which ends the name";
   }
-  if (entry.find('\t') != std::string_view::npos)
+  if (entry.find('\t') != std::string_view::npos) {
     return "a tab belongs to the name: " + shown(entry);
+  }
   return {};
 }
 

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <optional>
@@ -67,8 +67,8 @@ bool looks_like_yes(std::string_view value) {
 
 std::string unknown_key_fault(std::string_view key) {
   for (const KnownKey& known : KNOWN_KEYS) {
-    if (is_alike(key, known.key))
-      return "capitals count: the daemon knows " + std::string(known.key);
+    if (!is_alike(key, known.key)) continue;
+    return "capitals count: the daemon knows " + std::string(known.key);
   }
   const bool is_ours =
       std::any_of(std::begin(OUR_PREFIXES), std::end(OUR_PREFIXES),
@@ -76,29 +76,36 @@ std::string unknown_key_fault(std::string_view key) {
   return is_ours ? "the daemon knows no setting " + shown(key) : "";
 }
 
+// The number that a text begins with, as atoi takes it.
+struct LeadingNumber {
+  long long number;
+  std::size_t length;  // 0: there is none
+};
+
+LeadingNumber leading_number(std::string_view value) {
+  const std::string text(value);
+  char* end = nullptr;
+  const long long number = std::strtoll(text.c_str(), &end, 10);
+  return {number, static_cast<std::size_t>(end - text.c_str())};
+}
+
 std::string minutes_fault(std::string_view value) {
-  constexpr std::int64_t MOST = std::numeric_limits<std::uint32_t>::max() / 60;
-  std::int64_t minutes = 0;
-  const char* const end = value.data() + value.size();
-  const auto [next, error] = std::from_chars(value.data(), end, minutes);
-  if (error == std::errc::invalid_argument) return shown(value) + " is no number: it counts as 0";
-  if (error != std::errc{} || minutes < 0 || minutes > MOST) {
+  constexpr long long MOST = std::numeric_limits<std::uint32_t>::max() / 60;
+  const auto [minutes, length] = leading_number(value);
+  if (length == 0) return shown(value) + " is no number: it counts as 0";
+  if (minutes < 0 || minutes > MOST) {
     return shown(value) + " minutes do not fit into the 32 bits of their seconds";
   }
-  if (next != end) return "of " + shown(value) + " only the number counts, in minutes";
-  return {};
+  return length < value.size() ? "of " + shown(value) + " only the number counts, in minutes" : "";
 }
 
 std::string port_fault(std::string_view value) {
-  if (value.size() >= MAIL_PORT_SIZE)
+  if (value.size() >= MAIL_PORT_SIZE) {
     return "too long a port: in mode EMAIL the daemon does not start";
-  int port = 0;
-  const char* const end = value.data() + value.size();
-  const auto [next, error] = std::from_chars(value.data(), end, port);
-  if (error != std::errc{} || next != end || port < 1 || port > 65535) {
-    return shown(value) + " is no TCP port";
   }
-  return {};
+  const auto [port, length] = leading_number(value);
+  const bool is_port = length == value.size() && port >= 1 && port <= 65535;
+  return is_port ? "" : shown(value) + " is no TCP port";
 }
 
 std::string mode_fault(std::string_view value) {
@@ -188,8 +195,9 @@ void check_values(const SeenKeys& seen, Findings& findings) {
     if (!fault.empty()) findings.push_back({line, fault});
   }
   const Seen& mode = seen_key(seen, "WEBAUTH_SECTYPE");
-  if (mode.value.empty())
+  if (mode.value.empty()) {
     findings.push_back({mode.line, std::string("no WEBAUTH_SECTYPE: ") + EVERYBODY});
+  }
   if (mode.value != mode_row(AuthMode::EMAIL).text) return;
   for (const char* key : {"WEBAUTH_POP3SERVER", "WEBAUTH_POP3SPORT"}) {
     const Seen& server = seen_key(seen, key);

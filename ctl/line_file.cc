@@ -62,8 +62,9 @@ bool edit_file(const char* path, mode_t new_mode, const std::function<bool(std::
     if (!S_ISREG(status.st_mode)) fail(path, "not a regular file");
     if (!lock_now(file.get(), path) || !is_still_there(status, path)) continue;
     std::string text = read_locked(file.get(), status, path);
-    if (change(text) && !replace_file(link_target(path), text, new_mode))
+    if (change(text) && !replace_file(link_target(path), text, new_mode)) {
       fail(path, std::strerror(errno));
+    }
     return true;
   }
   fail(path, "somebody else holds its lock");
