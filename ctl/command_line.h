@@ -3,8 +3,8 @@
 
 namespace webauth {
 
-/// Runs one command and returns the exit status of the process: 0, the verdict of a login (2 to 5),
-/// or 1 for every error, with a message on standard error.
+/// Runs one command and returns the exit status of the process (ctl/exit_status.h). Every error has
+/// a message on standard error that begins with the program's name.
 int run_webauthctl(int argc, char** argv);
 
 }  // namespace webauth

@@ -4,28 +4,22 @@
 #include <cstdint>
 #include <string>
 
-#include "daemon/login/login_record.h"
-
 namespace webauth {
 
 struct LoginOptions {
   std::string ip;
   std::string mac;
   std::string user;
-  std::string password;
   std::string extra1;
   std::string extra2;
   std::uint32_t tag = 0;
-  int timeout = 10;  ///< seconds for the whole exchange
+  bool password = false;  ///< asks for one
+  int timeout = 10;       ///< seconds for the whole exchange
 };
 
-/// Exit status of a login without an answer. The verdicts have 0 (accepted) and 2 to 4.
-inline constexpr int STATUS_NO_ANSWER = 5;
-
-/// Throws OperatorError when an option does not fit the record.
-LoginRequest make_login_request(const LoginOptions& options);
-
-/// Prints the verdict and returns the exit status that stands for it.
+/// Prints the verdict and returns the exit status that stands for it: 0 to 4 as the daemon's reply,
+/// STATUS_UNCONFIRMED without one; then the published list is asked. Throws OperatorError, always
+/// with STATUS_ERROR, when an option does not fit the record or the daemon is not there.
 int run_login(const LoginOptions& options);
 
 }  // namespace webauth

@@ -1,13 +1,19 @@
-// What ends webauthctl with a message for its operator and exit status 1.
+// What ends webauthctl with a message for its operator.
 #pragma once
 
 #include <stdexcept>
+#include <string>
+
+#include "ctl/exit_status.h"
 
 namespace webauth {
 
 class OperatorError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit OperatorError(const std::string& message, ExitStatus exit_status = STATUS_ERROR)
+      : std::runtime_error(message), status(exit_status) {}
+
+  ExitStatus status;
 };
 
 }  // namespace webauth

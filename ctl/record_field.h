@@ -3,34 +3,45 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <string_view>
 
 #include "common/address_input.h"
 #include "common/terminal_text.h"
-#include "common/text_field.h"
 #include "ctl/operator_error.h"
 
 namespace webauth {
 
-/// The text must fit with its closing NUL.
+/// A text may fill its field to the last byte: it needs no closing NUL.
 template <std::size_t N>
 void fill_field(char (&field)[N], const char* what, std::string_view text) {
-  if (put_field(field, text)) return;
-  throw OperatorError(std::string(what) + " is too long: " + std::to_string(text.size()) +
-                      " bytes, at most " + std::to_string(N - 1));
+  if (text.size() > N) {
+    throw OperatorError(std::string(what) + " is too long: " + std::to_string(text.size()) +
+                        " bytes, at most " + std::to_string(N));
+  }
+  std::memset(field, 0, N);
+  std::memcpy(field, text.data(), text.size());
 }
 
-/// As fill_field, and without control characters: a line feed in a name would break the published
-/// list and the log apart.
-template <std::size_t N>
-void fill_plain_field(char (&field)[N], const char* what, std::string_view text) {
+/// Whether a message may show a text.
+enum class Shown : int { NO = 0, YES = 1 };
+
+/// A line feed in a name would break the published list, the log and the account file apart.
+inline void demand_plain(const char* what, std::string_view text, Shown shown = Shown::YES) {
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7f) {
-      throw OperatorError(std::string(what) + " holds a control character: " + terminal_text(text));
-    }
+    if (byte >= 0x20 && byte != 0x7f) continue;
+    throw OperatorError(std::string(what) + " holds a control character" +
+                        (shown == Shown::YES ? ": " + terminal_text(text) : ""));
   }
+}
+
+/// As fill_field, and without control characters.
+template <std::size_t N>
+void fill_plain_field(char (&field)[N], const char* what, std::string_view text,
+                      Shown shown = Shown::YES) {
+  demand_plain(what, text, shown);
   fill_field(field, what, text);
 }
 

@@ -1,7 +1,6 @@
 #include "daemon/core/settings.h"
 
 #include <cstdlib>
-#include <string_view>
 
 #include "common/fatal.h"
 #include "common/text_field.h"
@@ -22,12 +21,12 @@ AuthMode read_auth_mode() {
 }
 
 std::int32_t read_multi_user() {
-  return std::string_view(setting_text("WEBAUTH_MULTIUSER")).starts_with("YES") ? 1 : 0;
+  return means_multi_user(setting_text("WEBAUTH_MULTIUSER")) ? 1 : 0;
 }
 
 void read_mail_server_settings() {
   if (!put_field(mail_server_host, setting_text("WEBAUTH_POP3SERVER"))) end_process();
-  char port[7] = {};
+  char port[MAIL_PORT_SIZE] = {};
   if (!put_field(port, setting_text("WEBAUTH_POP3SPORT"))) end_process();
   mail_server_port = std::atoi(port);
 }

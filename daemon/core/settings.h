@@ -7,13 +7,14 @@
 #include <cstdint>
 
 #include "daemon/core/auth_mode.h"
+#include "daemon/core/setting_values.h"
 
 namespace webauth {
 
 inline AuthMode auth_mode = AuthMode::LOCAL;
-inline std::int32_t multi_user = 0;        ///< 1: an account may be online several times
-inline char mail_server_host[64] = {};     ///< set in EMAIL mode only
-inline std::int32_t mail_server_port = 0;  ///< set in EMAIL mode only, host byte order
+inline std::int32_t multi_user = 0;                 ///< 1: an account may be online several times
+inline char mail_server_host[MAIL_HOST_SIZE] = {};  ///< set in EMAIL mode only
+inline std::int32_t mail_server_port = 0;           ///< set in EMAIL mode only, host byte order
 
 /// The value of a key in the settings store, or the empty text when the key is missing.
 const char* setting_text(const char* key);

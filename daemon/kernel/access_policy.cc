@@ -1,8 +1,5 @@
 #include "daemon/kernel/access_policy.h"
 
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "common/file.h"
@@ -14,24 +11,6 @@ namespace {
 
 constexpr std::uint32_t DEFAULT_IDLE = 1800;  // seconds, both
 constexpr std::uint32_t DEFAULT_MAXIMUM = 7200;
-
-// Minutes in decimal as seconds of 32 bits, without a range check.
-std::uint32_t seconds_of(const char* minutes, std::uint32_t when_empty, std::uint32_t when_0) {
-  if (*minutes == '\0') return when_empty;
-  const auto count = static_cast<std::uint32_t>(std::atoi(minutes));
-  return count == 0 ? when_0 : count * 60;
-}
-
-constexpr int LIST_LINE_SIZE = 100;
-
-bool are_bytes(const unsigned* first, const unsigned* last) {
-  return std::all_of(first, last, [](unsigned v) { return v <= 255; });
-}
-
-// An address as a number that counts upwards.
-std::uint32_t number_of(const unsigned (&n)[8], int first) {
-  return n[first] << 24 | n[first + 1] << 16 | n[first + 2] << 8 | n[first + 3];
-}
 
 // Returns how many were sent. A range may hold a million addresses, so the message is made once.
 int push_range(IpRange range) {
@@ -62,8 +41,8 @@ int push_timeouts() {
   // The text decides, not auth_mode: an unknown text logs in as LOCAL, with the generic keys.
   const ModeRow* mode = configured_mode();
   const TimeoutKeys& keys = mode != nullptr ? mode->timeouts : GENERIC_TIMEOUTS;
-  message.ip = seconds_of(setting_text(keys.idle), DEFAULT_IDLE, keys.idle_for_0);
-  message.kind = seconds_of(setting_text(keys.maximum), DEFAULT_MAXIMUM, keys.maximum_for_0);
+  message.ip = timeout_seconds(setting_text(keys.idle), DEFAULT_IDLE, keys.idle_for_0);
+  message.kind = timeout_seconds(setting_text(keys.maximum), DEFAULT_MAXIMUM, keys.maximum_for_0);
   send_kernel_message_or_exit(message);
   return 0;
 }
@@ -81,19 +60,6 @@ int push_mac_entry(const MacAddress& mac, int remove) {
   message.mac = mac;
   send_kernel_message_or_exit(message);
   return 0;
-}
-
-std::optional<IpRange> read_ip_range(const char* line) {
-  unsigned n[8];
-  const int count = std::sscanf(line, "%u.%u.%u.%u-%u.%u.%u.%u", &n[0], &n[1], &n[2], &n[3], &n[4],
-                                &n[5], &n[6], &n[7]);
-  if (count < 4 || !are_bytes(n, n + 4)) return std::nullopt;
-  const std::uint32_t first = number_of(n, 0);
-  // Whatever keeps the line from being a range, its first address stands for itself.
-  if (count < 8 || !are_bytes(n + 4, n + 8)) return IpRange{first, first};
-  const std::uint32_t last = number_of(n, 4);
-  if (last < first || last - first >= LONGEST_RANGE) return std::nullopt;
-  return IpRange{first, last};
 }
 
 int load_mac_list(const char* path) {

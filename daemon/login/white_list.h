@@ -7,6 +7,9 @@ namespace webauth {
 
 inline constexpr char WHITE_LIST_FILE[] = "/var/http/webemailwhitelist.txt";
 
+/// A piece of the file, with its closing NUL.
+inline constexpr int WHITE_LIST_LINE_SIZE = 50;
+
 /// The entry of one line: everything before the first blank, CR or LF.
 std::string_view white_list_entry(std::string_view line);
 

@@ -6,22 +6,22 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "common/fd_guard.h"
 #include "common/file.h"
+#include "common/replace_file.h"
+#include "common/text_line.h"
+#include "daemon/platform/setting_line.h"
 
 namespace webauth {
 namespace {
 
-constexpr mode_t TEMP_MODE = 0600;  // until the old file's mode is known
 constexpr mode_t NEW_FILE_MODE = 0644;
 // A file that changed this shortly before it was read may change again within the same stamp.
 constexpr std::time_t TRUSTED_AGE = 2;  // seconds
@@ -41,11 +41,6 @@ struct Store {
 
 Store store;
 
-const char* settings_path() {
-  const char* path = std::getenv("WEBAUTHD_SETTINGS");
-  return path != nullptr && *path != '\0' ? path : DEFAULT_SETTINGS_FILE;
-}
-
 bool same_time(const timespec& a, const timespec& b) {
   return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
@@ -58,36 +53,6 @@ bool same_file(const struct stat& a, const struct stat& b) {
 bool is_trusted(const struct stat& file) {
   const std::time_t changed = std::max(file.st_mtim.tv_sec, file.st_ctim.tv_sec);
   return changed + TRUSTED_AGE < std::time(nullptr);
-}
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(" \t");
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
-}
-
-struct Setting {
-  std::string_view key;
-  std::string_view value;
-};
-
-// What a line says, unless it is a comment.
-std::optional<Setting> read_setting(std::string_view line) {
-  line = line.substr(0, line.find('\0'));
-  if (line.ends_with('\r')) line.remove_suffix(1);
-  const std::size_t sign = line.find('=');
-  if (sign == std::string_view::npos) return {};
-  const std::string_view key = trimmed(line.substr(0, sign));
-  if (key.empty() || key[0] == '#') return {};
-  return Setting{key, trimmed(line.substr(sign + 1))};
-}
-
-// Cuts the first line off, without its line feed.
-std::string_view take_line(std::string_view& text) {
-  const std::size_t end = std::min(text.find('\n'), text.size());
-  const std::string_view line = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
-  return line;
 }
 
 void append_entry(Entries& entries, std::string_view key, std::string_view value) {
@@ -166,32 +131,12 @@ void replace_key(std::string& text, const char* key, const char* value) {
   text.replace(begin, size, std::string(key) + "=" + value + "\n");
 }
 
-// Gives the temporary file the mode and owner of the file that it will replace.
-bool copy_attributes(int fd, const char* path) {
-  struct stat old {};
-  if (stat(path, &old) != 0) return fchmod(fd, NEW_FILE_MODE) == 0;
-  struct stat made {};
-  if (fstat(fd, &made) != 0) return false;
-  const bool same_owner = old.st_uid == made.st_uid && old.st_gid == made.st_gid;
-  if (!same_owner && fchown(fd, old.st_uid, old.st_gid) != 0) return false;
-  return fchmod(fd, old.st_mode & 07777) == 0;
-}
-
-bool replace_file(const std::string& path, std::string_view text) {
-  const std::string temp_path = path + ".tmp";
-  unlink(temp_path.c_str());
-  const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
-  const FdGuard file(open(temp_path.c_str(), flags, TEMP_MODE));
-  if (file.get() < 0) return false;
-  if (write_whole(file.get(), text) && copy_attributes(file.get(), path.c_str()) &&
-      fsync(file.get()) == 0 && rename(temp_path.c_str(), path.c_str()) == 0) {
-    return true;
-  }
-  unlink(temp_path.c_str());
-  return false;
-}
-
 }  // namespace
+
+const char* settings_path() {
+  const char* path = std::getenv("WEBAUTHD_SETTINGS");
+  return path != nullptr && *path != '\0' ? path : DEFAULT_SETTINGS_FILE;
+}
 
 bool nvram_open() {
   std::string text;
@@ -229,9 +174,7 @@ int nvram_commit() {
   if (!read_used_file(text, status)) return -1;
   for_each_entry(store.uncommitted,
                  [&](const char* key, const char* value) { replace_key(text, key, value); });
-  char resolved[PATH_MAX];  // a link to the settings stays a link
-  const char* path = realpath(settings_path(), resolved);
-  if (!replace_file(path != nullptr ? path : settings_path(), text)) return -1;
+  if (!replace_file(link_target(settings_path()), text, NEW_FILE_MODE)) return -1;
   store.uncommitted.clear();
   return 0;
 }

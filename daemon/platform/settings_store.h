@@ -1,16 +1,17 @@
 // The router's settings: KEY=VALUE lines in a text file.
 //
 // The file is the one that the environment variable WEBAUTHD_SETTINGS names, or
-// DEFAULT_SETTINGS_FILE. A line is split at its first '='; blanks around key and value and a CR at
-// the line's end do not belong to them, quotes do. Lines that begin with '#' or hold no '=' are
-// comments; of several lines with one key the last wins; a missing file is an empty store. A file
-// that cannot be read, or is suddenly empty (somebody is rewriting it), leaves what was read
-// before. Nothing here ends the process.
+// DEFAULT_SETTINGS_FILE; platform/setting_line.h has the form of a line. Of several lines with one
+// key the last wins; a missing file is an empty store. A file that cannot be read, or is suddenly
+// empty (somebody is rewriting it), leaves what was read before. Nothing here ends the process.
 #pragma once
 
 namespace webauth {
 
 inline constexpr char DEFAULT_SETTINGS_FILE[] = "/etc/webauthd/settings";
+
+/// The file's path.
+const char* settings_path();
 
 /// Reads the file for the first time. False when there is one that cannot be read: to go on then
 /// would be to go on without its settings.

@@ -5,13 +5,9 @@
 #include <cstdint>
 #include <string>
 
-namespace webauth {
+#include "daemon/users/validity.h"
 
-enum LimitType : std::int32_t {
-  LIMIT_NONE = 0,
-  LIMIT_EXPIRY_DATE = 1,  ///< `limit_value` is a date_key (users/account_limit.h)
-  LIMIT_DAILY_TIME = 2,   ///< `limit_value` is seconds per day
-};
+namespace webauth {
 
 struct OnlineUser {
   std::int32_t kind = 0;         ///< an EntryKind; what is neither MAC nor user counts as IP

@@ -47,15 +47,11 @@ static_assert(std::all_of(HOSTS.begin(), HOSTS.end() - 1, [](const WechatHost& e
   return (dots == 2 || dots == 3) && host.size() >= 11 && host.size() <= 24;
 }));
 
-constexpr std::size_t LINE_SIZE = 1024;
-constexpr std::size_t NAME_BUFFER_SIZE = 1028;
 constexpr std::size_t ADDRESS_NAME_SIZE = 516;
 constexpr std::size_t NAME_MESSAGE_SIZE = 516;
 constexpr std::size_t ADDRESS_MESSAGE_SIZE = 1024;
 constexpr std::size_t HEADERS_SIZE = NLMSG_HDRLEN + sizeof(GardenHeader);
-// The longest encoded name whose message fits its buffer; longer ones are not sent.
-constexpr std::size_t LONGEST_NAME = NAME_MESSAGE_SIZE - HEADERS_SIZE - NLA_HDRLEN;
-static_assert(LONGEST_NAME == 468);
+static_assert(HEADERS_SIZE + NLA_HDRLEN + LONGEST_GARDEN_NAME == NAME_MESSAGE_SIZE);
 static_assert(HEADERS_SIZE + 2UL * NLA_HDRLEN + NLMSG_ALIGN(ADDRESS_NAME_SIZE) + 4 <=
               ADDRESS_MESSAGE_SIZE);
 
@@ -101,7 +97,7 @@ int load_garden_name_file(const char* path) {
   const File file = open_for_reading(path);
   if (!file) return 0;
   (void)set_lock(fileno(file.get()), F_SETLKW, F_RDLCK);  // waits for a writer
-  char line[LINE_SIZE];
+  char line[GARDEN_LINE_SIZE];
   while (read_line(file.get(), line)) {
     const std::size_t length = std::strlen(line);
     if (length == 0 || line[length - 1] != '\n') break;
@@ -113,13 +109,12 @@ int load_garden_name_file(const char* path) {
 }
 
 void push_garden_name(const char* host) {
-  char name[NAME_BUFFER_SIZE];
-  if (encode_dns_name(host, name, sizeof name) != 0) return;
-  const std::size_t length = std::strlen(name);
-  if (length > LONGEST_NAME) return;
+  char name[GARDEN_NAME_BUFFER_SIZE];
+  const auto length = encode_garden_name(host, name);
+  if (!length) return;
   alignas(nlmsghdr) unsigned char buffer[NAME_MESSAGE_SIZE];
   nlmsghdr* message = begin_message(buffer, GARDEN_CLASS_NAME, GARDEN_HOST_NAME);
-  nla_attr_put(message, GARDEN_ATTR_NAME, length, name);
+  nla_attr_put(message, GARDEN_ATTR_NAME, *length, name);
   send_garden_message(message);
 }
 

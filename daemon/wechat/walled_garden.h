@@ -8,9 +8,9 @@
 #include <array>
 #include <cstdint>
 
-namespace webauth {
+#include "daemon/wechat/garden_name.h"
 
-inline constexpr char GARDEN_NAME_FILE[] = "/etc/weixin_dns_file.conf";
+namespace webauth {
 
 /// A host of the WeChat service.
 struct WechatHost {
