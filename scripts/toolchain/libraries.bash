@@ -1,0 +1,59 @@
+# What the programs need and neither musl nor uClibc has, to be sourced: built from Debian's sources with
+# $target/bin/cc, installed into $target/root. Each is built in the current, empty folder.
+
+stages=(toolchain headers openssl utf8proc googletest nftables)
+
+# An OpenSSL with what a mail client needs.
+build_openssl() {
+  local without=(tests dso engine async dtls srp psk cms ct ts ocsp idea seed camellia aria sm2 sm3 sm4 rc2 rc4
+    bf cast md4 mdc2 rmd160 whirlpool blake2 siphash gost dsa srtp ssl3 afalgeng legacy comp ui-console
+    secure-memory)
+  debian_source openssl openssl
+  cd openssl
+  CC=$target/bin/cc AR=$tools-ar RANLIB=$tools-ranlib ./Configure linux-armv4 -Os -marm -ffunction-sections \
+    -fdata-sections --prefix=/usr --openssldir=/etc/ssl --libdir=lib "${without[@]/#/no-}"
+  make -j"$(nproc)" build_generated
+  make -j"$(nproc)" build_libs
+  make DESTDIR="$target/root" install_dev
+}
+
+with_cmake() {
+  cmake -S "$1" -B build -G Ninja --toolchain "$project/cmake/$name.cmake" -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_C_FLAGS="-Os -Wno-psabi" -DCMAKE_CXX_FLAGS=-Wno-psabi -DCMAKE_INSTALL_PREFIX=/usr \
+    -DCMAKE_INSTALL_LIBDIR=lib "${@:2}"
+  DESTDIR=$target/root cmake --build build --target install
+}
+
+build_utf8proc() {
+  debian_source utf8proc utf8proc
+  with_cmake utf8proc -DBUILD_SHARED_LIBS=ON
+}
+
+build_googletest() {
+  with_cmake /usr/src/googletest -DBUILD_GMOCK=OFF
+}
+
+# What is only headers is the same for every C library.
+build_headers() {
+  debian_unpack_alone armhf all libcli11-dev nlohmann-json3-dev libmnl-dev libnftables-dev
+  cp -a all/usr/include/{CLI,nlohmann,libmnl,nftables} "$target/root/usr/include/"
+  cp -a all/usr/share/cmake* "$target/root/usr/share/" 2>/dev/null || true
+}
+
+# Stand-ins for libmnl and libnftables: each of their functions is there, and ends the program that calls it.
+# The gate is so compiled, linked and measured, and serves without --enforce.
+build_nftables() {
+  local library
+  debian_unpack_alone armhf real libmnl0 libnftables1
+  for library in real/usr/lib/*/lib{mnl,nftables}.so.?; do
+    library=$(basename "$library")
+    {
+      echo '#include <unistd.h>'
+      echo 'static void refuse(const char* text, size_t size) { (void)!write(2, text, size); _exit(70); }'
+      $tools-nm -D --defined-only real/usr/lib/*/"$library" | sed -nE 's/.* T ((mnl|nft)_\w+)(@.*)?$/\1/p' |
+        sed 's/.*/void &(void) { refuse(S("&: a stand-in\\n")); }/; s/S(\(.*\))/\1, sizeof \1 - 1/'
+    } >"$library.c"
+    "$target/bin/cc" -Os -fPIC -shared -Wl,-soname,"$library" -o "$target/root/usr/lib/$library" "$library.c"
+    ln -sf "$library" "$target/root/usr/lib/${library%.so.*}.so"
+  done
+}
