@@ -1,12 +1,12 @@
 # Debian's packages and sources of any architecture, to be sourced. They come from where the machine's own
 # apt takes Debian's, checked with Debian's keys, through a state of their own: nothing is installed, and no
 # root is needed. Of the release as it stands, without the updates between: those change under a build, and
-# nothing that is made here leaves the machine. The caller names in $cache a
-# folder that is there, and has give_up, which ends with a message.
+# nothing that is made here leaves the machine. Callers name in $target
+# a folder that nobody else works in, and have give_up, which ends with a message.
 
-# apt for architecture $1, whose state is $cache/apt-$1.
+# apt for architecture $1, whose state is in $target.
 debian_apt() {
-  local arch=$1 state=$cache/apt-$1
+  local arch=$1 state=$target/apt-$1
   shift
   "${1:?}" -q=2 -o APT::Architecture="$arch" -o APT::Architectures="$arch" -o Dir::State="$state" \
     -o Dir::State::status="$state/status" -o Dir::Cache="$state" -o Dir::Etc::sourcelist="$state/sources.list" \
@@ -16,7 +16,7 @@ debian_apt() {
 
 # Asks for the lists of architecture $1, once in a run.
 debian_lists() {
-  local arch=$1 state=$cache/apt-$1 said
+  local arch=$1 state=$target/apt-$1 said
   [[ ! -e $state/lists-of-$$ ]] || return 0
   rm -rf "$state"
   mkdir -p "$state"/{lists,archives}/partial
@@ -36,14 +36,14 @@ debian_unpack() {
   local arch=$1 folder=$2 said package
   shift 2
   debian_lists "$arch"
-  rm -f "$cache/apt-$arch"/archives/*.deb
+  rm -f "$target/apt-$arch"/archives/*.deb
   said=$(debian_apt "$arch" apt-get install --yes --download-only "$@" 2>&1) ||
     give_up "cannot fetch $*: $said"
   mkdir -p "$folder"
-  for package in "$cache/apt-$arch"/archives/*.deb; do
+  for package in "$target/apt-$arch"/archives/*.deb; do
     dpkg-deb -x "$package" "$folder"
   done
-  rm -f "$cache/apt-$arch"/archives/*.deb
+  rm -f "$target/apt-$arch"/archives/*.deb
 }
 
 # The same without what they depend on.

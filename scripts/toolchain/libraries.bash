@@ -13,8 +13,9 @@ build_openssl() {
   CC=$target/bin/cc AR=$tools-ar RANLIB=$tools-ranlib ./Configure linux-armv4 -Os -marm -ffunction-sections \
     -fdata-sections --prefix=/usr --openssldir=/etc/ssl --libdir=lib "${without[@]/#/no-}"
   make -j"$(nproc)" build_generated
-  make -j"$(nproc)" build_libs
-  make DESTDIR="$target/root" install_dev
+  make -j"$(nproc)" libssl.so libcrypto.so
+  cp -P lib{ssl,crypto}.so* "$target/root/usr/lib/"
+  cp -r include/openssl "$target/root/usr/include/"
 }
 
 with_cmake() {
@@ -48,10 +49,14 @@ build_nftables() {
   for library in real/usr/lib/*/lib{mnl,nftables}.so.?; do
     library=$(basename "$library")
     {
-      echo '#include <unistd.h>'
-      echo 'static void refuse(const char* text, size_t size) { (void)!write(2, text, size); _exit(70); }'
-      $tools-nm -D --defined-only real/usr/lib/*/"$library" | sed -nE 's/.* T ((mnl|nft)_\w+)(@.*)?$/\1/p' |
-        sed 's/.*/void &(void) { refuse(S("&: a stand-in\\n")); }/; s/S(\(.*\))/\1, sizeof \1 - 1/'
+      cat <<'REFUSE'
+#include <unistd.h>
+#define TEXT(name) #name ": a stand-in\n"
+#define STAND_IN(name) \
+  void name(void) { _exit(write(2, TEXT(name), sizeof TEXT(name) - 1) < 0 ? 71 : 70); }
+REFUSE
+      $tools-nm -D --defined-only real/usr/lib/*/"$library" |
+        sed -nE 's/.* T ((mnl|nft)_\w+)(@.*)?$/STAND_IN(\1)/p'
     } >"$library.c"
     "$target/bin/cc" -Os -fPIC -shared -Wl,-soname,"$library" -o "$target/root/usr/lib/$library" "$library.c"
     ln -sf "$library" "$target/root/usr/lib/${library%.so.*}.so"
