@@ -1,139 +1,145 @@
-#include <arpa/inet.h>
+// The daemon's sockets under front ends that are cut short, slow, silent or many, and under want;
+// its start while others write the walled garden's files.
+#include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <unistd.h>
+#include <sys/syscall.h>
 
-#include <cstddef>
-#include <deque>
-#include <set>
+#include <fstream>
 
 #include "common/clock.h"
+#include "common/fd_guard.h"
+#include "daemon/control/control_message.h"
+#include "daemon/kernel/kernel_message.h"
 #include "daemon/platform/kernel_endpoint.h"
-#include "tests/support/world.h"
+#include "daemon/platform/settings_store.h"
+#include "daemon/wechat/walled_garden.h"
+#include "tests/support/world_test.h"
 
 namespace webauth {
 namespace {
 
-const std::string ONLINE_END = "  - webident - -v ident.onekeyident ident.webidentup";
-
-class LoginChannelTest : public World {
+class ChannelsTest : public WorldTest {
  protected:
-  [[nodiscard]] std::int64_t processor_microseconds() const {
-    clockid_t clock{};
-    timespec used{};
-    clock_getcpuclockid(pid_, &clock);
-    clock_gettime(clock, &used);
-    return used.tv_sec * std::int64_t{1'000'000} + used.tv_nsec / 1'000;
-  }
-
   // After its first line the daemon keeps a connection to the system log.
   void start_with_a_login() {
     start();
     login("10.9.9.9", "first");
-    log();
-    descriptors_ = open_descriptors(pid_);
+    effects();
+    descriptors_ = open_descriptors(daemon.pid());
+    used_ = processor_microseconds();
   }
 
-  // The clients of the online lines since the last call: "<ip> <mac>".
-  Lines logged_clients() {
-    Lines clients;
-    for (const std::string& line : log()) {
-      if (!line.ends_with(ONLINE_END)) continue;
-      clients.push_back(line.substr(15, line.size() - 15 - ONLINE_END.size()));
-    }
-    return clients;
+  void limit(int resource, std::uint64_t most) {
+    std::uint64_t limits[2];  // now, and at most
+    require(syscall(SYS_prlimit64, daemon.pid(), resource, nullptr, limits) == 0, "prlimit64");
+    limits[0] = most;
+    require(syscall(SYS_prlimit64, daemon.pid(), resource, limits, nullptr) == 0, "prlimit64");
+  }
+
+  [[nodiscard]] std::int64_t processor_microseconds() const {
+    clockid_t clock{};
+    timespec used{};
+    clock_getcpuclockid(daemon.pid(), &clock);
+    clock_gettime(clock, &used);
+    return used.tv_sec * std::int64_t{1'000'000} + used.tv_nsec / 1'000 - used_;
   }
 
   std::ptrdiff_t descriptors_ = 0;
+  std::int64_t used_ = 0;
 };
 
-TEST_F(LoginChannelTest, RequestsOfEveryLength) {
-  start_with_a_login();
-  const std::string ip = "10.0.0.9", mac = "0a:1b:2c:3d:4e:5f";
-  std::string whole(1000, '\xff');  // every other field is full and has no end
-  whole.replace(0, 4, {"\2\0\0\0", 4});
-  whole.replace(148, 40, login_request(ip, mac), 148, 40);
-  std::set<std::string> admitted;
-  for (std::size_t length = 0; length <= 1000; length += length < 302 ? 1 : 698) {
-    SCOPED_TRACE(length);
-    const std::string got_ip = ip.substr(0, length < 148 ? 0 : length - 148);
-    const std::string got_mac = mac.substr(0, length < 164 ? 0 : length - 164);
-    const bool parses = inet_addr(got_ip.c_str()) != INADDR_NONE;
-    const bool known = admitted.contains(got_ip);
-    const FrontEnd client;
-    client.send(whole.substr(0, length));
-    EXPECT_EQ(length == 0 || known ? Lines{} : Lines{got_ip + " " + got_mac}, logged_clients());
-    EXPECT_EQ(length > 0 && parses && !known ? "300: 1" : "", client.reply());
-    if (parses) admitted.insert(got_ip);
-  }
-  EXPECT_EQ(descriptors_, open_descriptors(pid_));
-}
-
-TEST_F(LoginChannelTest, SlowFrontEndsAreAllAnswered) {
-  start();
-  std::deque<FrontEnd> clients(20);
-  EXPECT_EQ(0, poll(nullptr, 0, 50));
-  for (std::size_t i = 0; i < clients.size(); ++i) {
-    clients[i].send(login_request("10.0.0." + std::to_string(i), "m"));
-  }
-  settle();
-  for (const FrontEnd& client : clients) EXPECT_EQ("300: 1", client.reply());
-  EXPECT_EQ(20u, logged_clients().size());
-}
-
-TEST_F(LoginChannelTest, SilentFrontEndIsDisplacedAfterATenthOfASecond) {
+TEST_F(ChannelsTest, SilentFrontEndIsDisplacedAfterATenthOfASecond) {
   start_with_a_login();
   const std::int64_t begun = steady_microseconds();
-  const std::int64_t used = processor_microseconds();
-  const FrontEnd silent;
+  const FdGuard silent(connect_front_end());
   settle();
   EXPECT_EQ("300: 1", login("10.0.0.1", "m"));
   EXPECT_LE(99'000, steady_microseconds() - begun) << "displaced early";
-  EXPECT_EQ("", silent.reply());
-  const FrontEnd late;  // nobody waits behind this one, so it may take its time
-  EXPECT_EQ(0, poll(nullptr, 0, 300));
-  late.send(login_request("10.0.0.2", "m"));
-  EXPECT_EQ("300: 1", late.reply());
-  EXPECT_GE(200'000, processor_microseconds() - used) << "does not sleep while it waits";
+  EXPECT_GE(900'000, steady_microseconds() - begun) << "displaced late";
+  EXPECT_EQ("", reply_to(silent.get()));
+  const FdGuard late(connect_front_end());  // nobody waits behind this one: it may take its time
+  poll(nullptr, 0, 300);
+  send_whole(late.get(), login_request("10.0.0.2", "m"));
+  EXPECT_EQ("300: 1", reply_to(late.get()));
+  EXPECT_GE(200'000, processor_microseconds()) << "does not sleep while it waits";
   settle();
-  EXPECT_EQ(descriptors_, open_descriptors(pid_));
+  EXPECT_EQ(descriptors_, open_descriptors(daemon.pid()));
 }
 
-TEST_F(LoginChannelTest, WantOfDescriptorsIsSleptThrough) {
+TEST_F(ChannelsTest, WantOfDescriptorsIsSleptThroughOrEndedByDisplacing) {
   start_with_a_login();
-  rlimit limit{};
-  ASSERT_EQ(0, prlimit(pid_, RLIMIT_NOFILE, nullptr, &limit));
-  const rlimit none{.rlim_cur = 3, .rlim_max = limit.rlim_max};
-  ASSERT_EQ(0, prlimit(pid_, RLIMIT_NOFILE, &none, nullptr));
-  const std::int64_t used = processor_microseconds();
-  const FrontEnd client;
-  client.send(login_request("10.0.0.1", "m"));
-  EXPECT_EQ(0, poll(nullptr, 0, 500));
-  EXPECT_GE(100'000, processor_microseconds() - used);
-  prlimit(pid_, RLIMIT_NOFILE, &limit, nullptr);
-  EXPECT_EQ("300: 1", client.reply());
+  limit(RLIMIT_NOFILE, 3);
+  const FdGuard waiting(connect_front_end());
+  send_whole(waiting.get(), login_request("10.0.0.1", "m"));
+  poll(nullptr, 0, 500);
+  EXPECT_GE(100'000, processor_microseconds());
+  limit(RLIMIT_NOFILE, 1024);
+  EXPECT_EQ("300: 1", reply_to(waiting.get()));
+  const FdGuard silent(connect_front_end());
+  settle();
+  limit(RLIMIT_NOFILE, static_cast<std::uint64_t>(open_descriptors(daemon.pid())));
+  EXPECT_EQ("300: 1", login("10.0.0.2", "m")) << "over the silent one's descriptor";
+  limit(RLIMIT_NOFILE, 1024);
 }
 
-class KernelChannelTest : public World {};
-
-TEST_F(KernelChannelTest, NoKernelModule) {
-  if (const int fd = socket(AF_NETLINK, SOCK_RAW, NETLINK_WEBAUTH); fd >= 0) {
-    close(fd);
-    GTEST_SKIP() << "netlink protocol 21 is taken by something else on this machine";
-  }
-  setenv("WEBAUTHD_KERNEL_PORT", "", 1);
-  EXPECT_EQ(1, run_to_end(""));
-  EXPECT_EQ(Lines{"R1 0 K5 syslog.webauth_enable "}, log());
-}
-
-TEST_F(KernelChannelTest, OnlyTheKernelSideIsHeard) {
+#ifndef WEBAUTHD_SANITIZED  // its allocator would abort
+TEST_F(ChannelsTest, WantOfMemoryEndsTheDaemonWithStatus1) {
   start();
-  const int stranger = socket(AF_NETLINK, SOCK_RAW, NETLINK_USERSOCK);
-  const sockaddr_nl daemon = netlink_address(static_cast<std::uint32_t>(pid_));
-  const auto* address = reinterpret_cast<const sockaddr*>(&daemon);
-  EXPECT_EQ(-1, sendto(stranger, "x", 1, 0, address, sizeof daemon));
-  close(stranger);
+  limit(RLIMIT_AS, static_cast<std::uint64_t>(status_number(daemon.pid(), "VmSize:")) * 1'024);
+  for (int i = 0; i < 100'000 && daemon.pid() > 0; ++i) {
+    control(bytes_of(AddAccountMessage{}));
+    settle();
+  }
+  EXPECT_EQ(Lines{"status 1"}, effects("exit"));
+}
+#endif
+
+TEST_F(ChannelsTest, AThousandReportsWaitOutABusyDaemon) {
+  start_with_a_login();
+  const KernelMessage report{};
+  kill(daemon.pid(), SIGSTOP);
+  for (int i = 0; i < 1'000; ++i) kernel_event(bytes_of(report));
+  kill(daemon.pid(), SIGCONT);
+  EXPECT_EQ(1'000U, effects("event").size());
+}
+
+TEST_F(ChannelsTest, OnlyTheKernelSideIsHeard) {
+  start();
+  const FdGuard stranger(socket(AF_NETLINK, SOCK_RAW, NETLINK_USERSOCK));
+  const sockaddr_nl peer = netlink_address(static_cast<std::uint32_t>(daemon.pid()));
+  const auto* address = reinterpret_cast<const sockaddr*>(&peer);
+  EXPECT_EQ(-1, sendto(stranger.get(), "x", 1, 0, address, sizeof peer));
+}
+
+// The daemon waits for the lock, then goes one message after the other: when it is at the fifth
+// host, the first is told an address.
+TEST_F(ChannelsTest, GardenWaitsForTheWriterOfItsNamesAndTriesHostsOnceMore) {
+  watch_order();
+  write_file(DEFAULT_SETTINGS_FILE, "WEBAUTH_SECTYPE=WEIXIN\n");
+  write_file(GARDEN_NAME_FILE, "a.b\nlocalhost\n\nno.line.end");
+  std::ofstream("/etc/hosts", std::ios::app) << "10.9.0.2 wx.qlogo.cn\n";
+  int fd = open(GARDEN_NAME_FILE, O_WRONLY | O_APPEND | O_CLOEXEC);
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  require(fcntl(fd, F_SETLK, &lock) == 0, "lock");
+  launch();
+  while (read_file("/proc/locks").find("->") == std::string::npos) go_on();
+  require(write(fd, ".second\nno.end", 14) == 14, "write");
+  close(fd);
+  for (int seen = 0; seen < 9; ++seen) {
+    daemon.wait_until(Sleep::SENDMSG, [] {});
+    go_on();
+  }
+  std::ofstream("/etc/hosts", std::ios::app) << "10.9.0.1 weixin.qq.com\n";
+  EXPECT_EQ("300: 1", login("10.0.0.1", "m"));
+  const Lines sent = effects("kernel");
+  ASSERT_EQ(2U + 2U + 13U + 2U + 1U, sent.size());
+  EXPECT_EQ("52: 34 0 0 pid 1 b 0 6 0 0 0 80008 62016101", sent[2]);
+  EXPECT_EQ("68: 44 0 0 pid 4 d 0 6 0 0 0 80010 5787702 676f6c71 6e63026f 10008 200090a", sent[17]);
+  EXPECT_TRUE(sent[18].ends_with(" 10008 100090a")) << "tried again, and only this";
 }
 
 }  // namespace

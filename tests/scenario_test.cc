@@ -1,183 +1,264 @@
-// Plays the scenarios of tests/scenarios: each is a transcript of one daemon's life. Lines that
-// begin with "> " are done, the others are what must then be seen, in this order: the reply to a
-// front end, what the mail server heard, messages to the kernel module, log lines, the daemon's
-// output, and the published list when it is written.
-// "$" marks the end of a text. Blank lines and lines that begin with "#" separate. With
-// WRITE_SCENARIOS in the environment the files are written anew; read the difference.
+// Plays the transcripts of tests/scenarios. Lines that begin with "> " are steps, as take() has
+// them, and those with "$ " commands of the shell, $daemon and $gate being processes; the others
+// are what must then be seen, in the order of its causes: what the mail server heard, replies, the
+// daemon's output, the published list when it is written, log records, messages to the kernel
+// module, and what a tool printed; or which earlier step of this kind went the same way. "$" marks
+// the end of a text. Blank lines and lines that begin with "#" separate. With WRITE_SCENARIOS in
+// the environment the files are written anew; read the difference.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <iomanip>
 #include <map>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <utility>
 
+#include "common/fd_guard.h"
+#include "common/terminal_text.h"
 #include "daemon/control/control_message.h"
+#include "daemon/login/login_record.h"
 #include "daemon/users/published_line.h"
 #include "gate/gate_command.h"
 #include "tests/support/mail_server.h"
+#include "tests/support/world_test.h"
 
 namespace webauth {
 namespace {
 
 namespace fs = std::filesystem;
 
-class ScenarioTest : public World, public testing::WithParamInterface<fs::path> {
+// What every start does, unless the transcript has set something.
+const Lines DEFAULT_START = {"event syslog.webauth_enable ", "kernel 6", "kernel 7 708 1c20"};
+constexpr char GATE_INPUT[] = "/tmp/gate.input";
+
+Lines lines_of(const std::string& text) {
+  Lines lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+  for (std::size_t at = 0; !from.empty() && (at = text.find(from, at)) != std::string::npos;) {
+    text.replace(at, from.size(), to);
+    at += to.size();
+  }
+  return text;
+}
+
+// A line of the published list with "NOW" for a login time since the daemon's start.
+std::string listed(const std::string& line, std::int64_t started) {
+  const auto end = line.rfind(' ', line.size() - 2);  // before the mode number
+  const auto begin = line.rfind(' ', end - 1) + 1;
+  const std::int64_t time = std::atoll(line.c_str() + begin);
+  const bool is_new = time >= started && time <= std::time(nullptr);
+  return is_new ? line.substr(0, begin) + "NOW" + line.substr(end) : line;
+}
+
+class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::directory_entry> {
  protected:
-  void obey(const std::string& command) {
-    std::istringstream words(command);
-    std::string verb, a, b, c, d, problem;
-    words >> verb >> std::quoted(a) >> std::quoted(b) >> std::quoted(c) >> std::quoted(d);
-    if (verb == "start") {
-      start(settings_, a.empty() ? Lines{} : Lines{a, b});
-    } else if (verb == "start-fails") {
-      say("exit status", std::to_string(run_to_end(settings_)));
-    } else if (verb == "reset") {
-      reset();
-      settings_.clear();
-    } else if (verb == "setting") {
-      settings_ += a + "\n";
-    } else if (verb == "line") {
-      const std::string rest = command.substr(command.find(a) + a.size());
-      std::ofstream(a, std::ios::app) << rest.substr(rest.empty() ? 0 : 1) << "\n";
-    } else if (verb == "directory") {
-      fs::create_directory(a);
-    } else if (verb == "show") {
-      show("", fs::is_socket(a) ? "(socket)" : fs::is_directory(a) ? "(directory)" : read_file(a));
-    } else if (verb == "no-kernel-side") {
-      close_kernel_side();
-    } else if (verb == "mail") {
-      serve_mail({a, b, c}, d == "tls");
-    } else if (const auto event = parse_gate_command(command, problem)) {
-      kernel_event(bytes_of(*event->event));
-    } else if (!ask(verb, a, b, c, d)) {
-      command_daemon(verb, a, b, c);
-    }
-    observe();
+  ScenarioTest() {
+    setenv("TZ", "UTC0", 1);
+    watch_order();
   }
 
-  std::string seen_;
+  // Does one step and returns what was seen then.
+  std::string play(const std::string& step) {
+    Lines words = words_of(step);
+    words.resize(std::max<std::size_t>(words.size(), 6));
+    take(words, step.substr(std::min(words[0].size() + 1, step.size())));
+    if (stopped_) return "";
+    settle();
+    if (gate_.pid() > 0 && gate_.wait_until(Sleep::POLL, [this] { go_on(); })) settle();
+    const auto port = "port " + std::to_string(daemon.pid());
+    note_lines("gate ", replaced(gate_.output(), port, "port pid"));
+    if (clients_.contains("")) {  // it has got all of its reply, but for the end
+      const std::string end = reply_to(clients_.at("").get());
+      if (!end.empty()) note("reply " + end);
+      clients_.erase("");
+    }
+    Lines seen = effects();
+    if (seen == DEFAULT_START) seen.clear();
+    std::string text;
+    for (const std::string& effect : seen) text += terminal_text(effect) + "$\n";
+    if (seen.size() < 2) return text;
+    const in_addr_t address = inet_addr(words[1].c_str());
+    std::string form = replaced(text, record_text(bytes_of(address)).substr(2), "(number)");
+    for (std::size_t i = 1; i < words.size(); ++i) {
+      form = replaced(form, words[i], "(" + std::to_string(i) + ")");
+    }
+    const auto [earlier, is_new] = earlier_.try_emplace(words[0] + " " + form, step);
+    return is_new ? text : "as > " + earlier->second + "\n";
+  }
 
  private:
-  void say(const char* what, const std::string& text) {
-    if (!text.empty()) seen_ += std::string(what) + " " + text + "$\n";
-  }
-
-  // What front ends do. "stop" holds the daemon until all that "continue" shows has been sent.
-  bool ask(const std::string& verb, const std::string& a, const std::string& b,
-           const std::string& c, const std::string& d) {
-    if (verb == "login") {
-      say("reply", login(a, b, c, d));
-    } else if (verb == "last") {
-      const FrontEnd client;
-      client.send(login_request(a, b, c, d));
-      say("exit status", std::to_string(wait_for_end()));
-      say("reply", client.reply());
-    } else if (verb == "type") {
-      const auto type = static_cast<std::uint32_t>(std::stoul(a, nullptr, 0));
-      const FrontEnd client;
-      client.send(login_request(b, c).replace(0, 4, bytes_of(type)));
-      say("reply", client.reply());
-    } else if (verb == "connect") {
-      clients_[a];
-    } else if (verb == "send") {
-      clients_[a].send(login_request(b, c, d));
-    } else if (verb == "leave") {
-      clients_.erase(a);
-    } else if (verb == "hear") {
-      say("reply", clients_[a].reply());
-    } else if (verb == "stop" || verb == "continue") {
+  void take(const Lines& words, const std::string& rest) {
+    const std::string &verb = words[0], &name = words[1];
+    if (verb == "$") {
+      run_shell(rest);
+    } else if (verb == "start") {
+      launch(rest.empty() ? "exec webauthd" : rest);
+    } else if (verb == "stop" || verb == "continue") {  // holds the daemon until all has been sent
       stopped_ = verb == "stop";
-      kill(pid_, stopped_ ? SIGSTOP : SIGCONT);
-      EXPECT_EQ(pid_, waitpid(pid_, nullptr, WUNTRACED | WCONTINUED));
-    } else {
-      return false;
-    }
-    return true;
-  }
-
-  void show(const std::string& what, const std::string& text) {
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) seen_ += what + line + "$\n";
-  }
-
-  void serve_mail(Lines says, bool tls) {
-    const std::string make_key =
-        "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -subj /CN=mail.test "
-        "-keyout /run/key.pem -out /run/cert.pem 2>/dev/null";
-    EXPECT_EQ(0, tls ? std::system(make_key.c_str()) : 0);
-    for (std::string& text : says) text += text.empty() ? "" : "\r\n";
-    mail_.reset();
-    mail_.emplace(says, tls ? "/run" : nullptr, 10110);
-  }
-
-  // A datagram that is cut behind its last text, like "cut" without the blanks around it.
-  void command_daemon(const std::string& verb, const std::string& a, const std::string& b,
-                      const std::string& c) {
-    const struct {
-      const char* verb;
-      std::uint32_t command;
-      std::size_t offset;
-    } rows[] = {{"add", CTL_ADD_ACCOUNT, 4},    {"delete", CTL_DELETE_ACCOUNT, 4},
-                {"cut", CTL_CUT_IP, 68},        {"allow", CTL_ALLOW_MAC, 164},
-                {"remove", CTL_REMOVE_MAC, 84}, {"unknown", 4, 4}};
-    for (const auto& row : rows) {
-      if (verb != row.verb) continue;
+      kill(daemon.pid(), stopped_ ? SIGSTOP : SIGCONT);
+      waitpid(daemon.pid(), nullptr, WUNTRACED | WCONTINUED);
+    } else if (verb == "login") {  // IP MAC USER PASSWORD TYPE
+      std::string request = login_request(words[1], words[2], words[3], words[4]);
+      if (!words[5].empty()) request.replace(0, 4, bytes_of(std::stoi(words[5], nullptr, 16)));
+      send_whole(clients_.try_emplace("", connect_front_end()).first->second.get(), request);
+    } else if (verb == "connect") {  // a client by its name, step by step
+      clients_.try_emplace(name, connect_front_end());
+    } else if (verb == "send") {  // NAME IP MAC SIZE
+      const std::size_t size = words[4].empty() ? 300 : std::stoul(words[4]);
+      send_whole(clients_.at(name).get(), login_request(words[2], words[3]).substr(0, size));
+    } else if (verb == "leave") {
+      clients_.erase(name);
+    } else if (verb == "control") {  // COMMAND OFFSET TEXT OFFSET TEXT, cut behind the last
       std::string bytes(300, '\0');
-      bytes.replace(0, 4, bytes_of(row.command));
-      bytes.replace(row.offset, a.size(), a);
-      if (row.command == CTL_ADD_ACCOUNT) bytes.replace(84, b.size(), b).replace(100, c.size(), c);
-      return control(std::string_view(bytes).substr(0, bytes.find_last_not_of('\0') + 1));
+      bytes[0] = static_cast<char>(std::stoi(words[1]));
+      for (std::size_t i = 2; i < words.size() && !words[i].empty(); i += 2) {
+        bytes.replace(std::stoul(words[i]), words[i + 1].size(), words[i + 1]);
+      }
+      control(std::string_view(bytes).substr(0, bytes.find_last_not_of('\0') + 1));
+    } else if (verb == "mail") {  // a greeting and two answers, and "tls"
+      Lines says(words.begin() + 1, words.begin() + 4);
+      for (std::string& text : says) text += text.empty() ? "" : "\r\n";
+      mail_.reset();
+      mail_.emplace(says, words[4] == "tls", 10110);
+    } else if (verb == "pretend") {
+      logins_.emplace(open_in_place(LOGIN_SOCKET_PATH, SOCK_STREAM));
+      controls_.emplace(open_in_place(CONTROL_SOCKET_PATH, SOCK_DGRAM));
+    } else if (verb == "no-kernel-side") {
+      close_kernel_side();
+    } else if (verb == "reset") {
+      reset();
+    } else {
+      tell_gate(verb, rest);
     }
-    FAIL() << "no such command: " << verb;
   }
 
-  void observe() {
-    if (stopped_) return;
-    for (const std::string& line : mail_ ? mail_->heard() : Lines{}) say("mail", line);
-    for (const std::string& message : kernel()) say("kernel", message);
-    for (const std::string& line : log()) say("log", line);
-    show("output ", output());
-    struct stat list {};
-    if (stat(REGISTRATION_FILE, &list) != 0 || !S_ISREG(list.st_mode)) return;
-    const std::string identity = std::to_string(list.st_ino) + " " +
-                                 std::to_string(list.st_ctim.tv_sec) + " " +
-                                 std::to_string(list.st_ctim.tv_nsec);
-    if (std::exchange(written_, identity) == identity) return;
-    show("list ", published() + (list.st_size == 0 ? "(empty)\n" : ""));
+  void tell_gate(const std::string& verb, const std::string& text) {
+    if (verb == "gate") {
+      close_kernel_side();
+      require(mkfifo(GATE_INPUT, 0600) == 0, GATE_INPUT);
+      gate_.launch(std::string("exec webauth-gate <") + GATE_INPUT);
+      gate_input_.emplace(open(GATE_INPUT, O_WRONLY | O_CLOEXEC));
+    } else if (verb == "tell") {
+      require(write(gate_input_->get(), (text + "\n").c_str(), text.size() + 1) > 0, GATE_INPUT);
+    } else if (verb == "end-gate") {
+      gate_input_.reset();
+      note(gate_.wait_until(Sleep::POLL) ? "gate serves on" : "gate has ended");
+      gate_.kill_it();
+    } else {  // an event as the gate's commands have it, without the gate
+      std::string problem;
+      const auto event = parse_gate_command(verb + " " + text, problem);
+      if (!event || !event->event) throw std::runtime_error("no such step: " + verb);
+      kernel_event(bytes_of(event_message(*event->event)));
+    }
   }
 
-  std::string settings_;
+  void run_shell(const std::string& text) {
+    setenv("daemon", std::to_string(daemon.pid()).c_str(), 1);
+    setenv("gate", std::to_string(gate_.pid()).c_str(), 1);
+    shell_.launch(text);
+    (void)shell_.wait_until(Sleep::DEAD, [this] { go_on(), pretend(); });
+    settle();
+    note_lines("", shell_.output());
+    if (shell_.status() != 0) note("(status " + std::to_string(shell_.status()) + ")");
+  }
+
+  // Serves webauthctl in the daemon's place: answers with what /tmp/answer holds, or never.
+  void pretend() {
+    std::string bytes;
+    if (!logins_) return;
+    if (receive_now(controls_->get(), bytes)) note_texts(bytes);
+    const FdGuard client(accept(logins_->get(), nullptr, nullptr));
+    if (client.get() < 0) return;
+    bytes.resize(sizeof(LoginRequest));
+    (void)recv(client.get(), bytes.data(), bytes.size(), MSG_WAITALL);
+    if (std::exchange(asked_, bytes) != bytes) note_texts(bytes);
+    const std::string answer = read_file("/tmp/answer");
+    if (answer != "(none)") return send_whole(client.get(), answer);
+    (void)recv(client.get(), bytes.data(), 1, 0);  // until it gives up
+  }
+
+  // "sent <size> <offset>=<text> ..." for the texts in a record.
+  void note_texts(std::string_view record) {
+    std::string texts = "sent " + std::to_string(record.size());
+    for (std::size_t at = 0; (at = record.find_first_not_of('\0', at)) < record.size();) {
+      const std::size_t end = std::min(record.find('\0', at), record.size());
+      texts += " " + std::to_string(at) + "=" + std::string(record.substr(at, end - at));
+      at = end;
+    }
+    note(texts);
+  }
+
+  void look() override {
+    for (const std::string& line : mail_ ? mail_->heard() : Lines{}) note("mail " + line);
+    for (const auto& [name, client] : clients_) {
+      const std::string reply = reply_to(client.get(), false);
+      if (!reply.empty()) note("reply " + name + (name.empty() ? "" : " ") + reply);
+    }
+    note_lines("output ", daemon.output());
+    struct stat status {};
+    if (stat(REGISTRATION_FILE, &status) != 0) list_.clear();
+    if (logins_ || !S_ISREG(status.st_mode) || status.st_ino == list_file_) return;
+    list_file_ = status.st_ino;
+    Lines list = lines_of(read_file(REGISTRATION_FILE));
+    for (std::string& line : list) line = listed(line, started_);
+    note_missing("list - ", list_, list);
+    note_missing("list + ", list, list_);
+    if (list == list_) note("list as before");
+    list_ = list;
+  }
+
+  void note_missing(const char* what, const Lines& from, const Lines& in) {
+    for (const std::string& line : from) {
+      if (std::count(in.begin(), in.end(), line) == 0) note(what + line);
+    }
+  }
+
+  void note_lines(const std::string& what, const std::string& text) {
+    for (const std::string& line : lines_of(text)) note(what + line);
+  }
+
   std::optional<MailServer> mail_;
-  std::map<std::string, FrontEnd> clients_;
+  std::map<std::string, FdGuard> clients_;
   bool stopped_ = false;
-  std::string written_;
+  ino_t list_file_ = 0;
+  Lines list_;
+  Program shell_, gate_;
+  std::optional<FdGuard> gate_input_, logins_, controls_;
+  std::string asked_;
+  std::map<std::string, std::string> earlier_;
 };
 
 TEST_P(ScenarioTest, GoesAsWritten) {
-  const std::string expected = read_file(GetParam());
-  std::istringstream file(expected);
-  for (std::string line; std::getline(file, line);) {
-    const bool command = line.starts_with("> ");
-    if (command || line.empty() || line[0] == '#') seen_ += line + "\n";
-    if (command) obey(line.substr(2));
+  const fs::path path = GetParam().path();
+  const std::string expected = read_file(path);
+  std::string seen;
+  for (const std::string& line : lines_of(expected)) {
+    const bool step = line.starts_with("> ") || line.starts_with("$ ");
+    if (step || line.empty() || line[0] == '#') seen += line + "\n";
+    if (step) seen += play(line.substr(line[0] == '>' ? 2 : 0));
   }
-  if (std::getenv("WRITE_SCENARIOS") != nullptr) write_file(GetParam(), seen_);
-  EXPECT_EQ(expected, seen_);
+  if (std::getenv("WRITE_SCENARIOS") != nullptr) write_file(path, seen);
+  EXPECT_TRUE(same_lines(expected, seen));
 }
 
-std::vector<fs::path> scenarios() {
-  std::vector<fs::path> paths;
-  for (const auto& entry : fs::directory_iterator(SCENARIOS)) paths.push_back(entry.path());
-  return paths;
-}
-
-INSTANTIATE_TEST_SUITE_P(All, ScenarioTest, testing::ValuesIn(scenarios()),
-                         [](const auto& scenario) { return scenario.param.stem().string(); });
+INSTANTIATE_TEST_SUITE_P(All, ScenarioTest,
+                         testing::ValuesIn(fs::directory_iterator(TEST_FOLDER "scenarios"),
+                                           fs::directory_iterator()),
+                         [](const auto& scenario) {
+                           return scenario.param.path().stem().string();
+                         });
 
 }  // namespace
 }  // namespace webauth

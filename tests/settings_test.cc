@@ -1,13 +1,14 @@
-#include <gtest/gtest.h>
+// The settings file as others change it and as it is written; rules.txt has the rules of its lines.
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include "daemon/platform/settings_store.h"
-#include "tests/support/world.h"
+#include "tests/support/world_test.h"
 
 namespace webauth {
 namespace {
@@ -16,54 +17,71 @@ namespace fs = std::filesystem;
 
 constexpr char STORE[] = "/tmp/store/settings";
 
-class SettingsTest : public testing::Test {
+class SettingsTest : public WorldTest {
  protected:
   SettingsTest() {
     setenv("WEBAUTHD_SETTINGS", STORE, 1);
-    fs::remove_all("/tmp/store");
     fs::create_directory("/tmp/store");
   }
 };
 
-TEST_F(SettingsTest, SeesChangesByOthersAndKeepsTheTextBefore) {
-  write_file(STORE, "A=a rather long text that lies on the heap\n");
-  const char* before = nvram_get("A");
-  write_file(STORE, "A=another long text that lies on the heap!\n");
-  EXPECT_STREQ("another long text that lies on the heap!", nvram_get("A"));
-  EXPECT_STREQ("a rather long text that lies on the heap", before);
+// In place, so that only its bytes and times change; "old": its time is what it was before.
+void rewrite(std::string_view text, bool old = false) {
+  std::ofstream(STORE) << text;
+  const timespec times[2] = {{.tv_sec = 1'000'000'000, .tv_nsec = 0}, {1'000'000'000, 0}};
+  if (old) utimensat(AT_FDCWD, STORE, times, 0);
 }
 
-TEST_F(SettingsTest, CommitKeepsEverythingElse) {
-  write_file(STORE, "# first\nA=1\n\nB=2\nA=3\n#B=9\nno sign\nC=4");
-  chmod(STORE, 0640);
-  EXPECT_EQ(0, nvram_set("A", "5 = five"));
-  EXPECT_EQ(0, nvram_set("D", ""));
-  EXPECT_STREQ("5 = five", nvram_get("A")) << "this process sees it at once";
-  EXPECT_EQ(0, nvram_set("A", nvram_get("A")));
-  write_file(STORE, "# first\nA=1\n\nB=7\nA=3\n#B=9\nno sign\nC=4");
-  chmod(STORE, 0640);
-  EXPECT_EQ(0, nvram_commit());
-  EXPECT_EQ("# first\nA=1\n\nB=7\nA=5 = five\n#B=9\nno sign\nC=4\nD=\n", read_file(STORE));
-  EXPECT_EQ(fs::perms{0640}, fs::status(STORE).permissions());
+TEST_F(SettingsTest, EveryChangeByOthersIsSeen) {
+  EXPECT_TRUE(nvram_open()) << "a missing file";
+  write_file(STORE, "A=1\n");
+  for (const char* text : {"A=2\n", "A=3\n", "A=4\n"}) {  // within one tick of the clock
+    const char* held = nvram_get("A");
+    rewrite(text);
+    EXPECT_EQ(text[2], nvram_get("A")[0]);
+    EXPECT_EQ(text[2] - 1, held[0]) << "two texts are held at a time";
+  }
+  rewrite("A=5\n", true);
+  EXPECT_STREQ("5", nvram_get("A"));
+  rewrite("A=6\n", true);  // as cp -p does it
+  EXPECT_STREQ("6", nvram_get("A"));
+  write_file(STORE, std::string(2 << 20, '#') + "\nA=7\n");
+  EXPECT_STREQ("7", nvram_get("A"));
+  rewrite("");  // somebody is about to write it
+  EXPECT_STREQ("7", nvram_get("A"));
+  EXPECT_EQ(-1, nvram_commit());
+  EXPECT_EQ("", read_file(STORE));
   fs::remove(STORE);
-  EXPECT_STREQ(nullptr, nvram_get("A")) << "committed, so the file decides again";
+  require(mkfifo(STORE, 0600) == 0, STORE);
+  EXPECT_STREQ("7", nvram_get("A"));
+  EXPECT_EQ(-1, nvram_commit());
+  fs::remove(STORE);
+  EXPECT_STREQ(nullptr, nvram_get("A"));
 }
 
-TEST_F(SettingsTest, FailedCommitLeavesTheOldFileAlone) {
-  write_file(STORE, "A=1\nB=2\n");
-  EXPECT_EQ(0, nvram_set("A", "a value that will not fit"));
+TEST_F(SettingsTest, CommitKeepsEverythingElseOrTheWholeOldFile) {
+  const std::string old_text = "# first\nA=1\n\nB=7\nA=3\n#B=9\nno sign\nC=4";
+  write_file(STORE, "B=2\n");
+  EXPECT_EQ(0, nvram_set("A", "5 = five") + nvram_set("D", ""));
+  EXPECT_STREQ("5 = five", nvram_get("A")) << "this process sees it at once";
+  write_file("/tmp/store/file", old_text);
+  fs::permissions("/tmp/store/file", fs::perms{0640});
+  fs::remove(STORE);
+  fs::create_symlink("file", STORE);
   std::signal(SIGXFSZ, SIG_IGN);
-  rlimit old{};
-  getrlimit(RLIMIT_FSIZE, &old);
-  const rlimit small{.rlim_cur = 16, .rlim_max = old.rlim_max};
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit small{.rlim_cur = 16, .rlim_max = limit.rlim_max};
   setrlimit(RLIMIT_FSIZE, &small);
   const int full = nvram_commit();
-  setrlimit(RLIMIT_FSIZE, &old);
+  setrlimit(RLIMIT_FSIZE, &limit);
   EXPECT_EQ(-1, full);
-  EXPECT_EQ("A=1\nB=2\n", read_file(STORE));
-  EXPECT_EQ(1, std::distance(fs::directory_iterator("/tmp/store"), {})) << "nothing beside it";
+  EXPECT_EQ(old_text, read_file(STORE));
+  EXPECT_EQ(2, std::distance(fs::directory_iterator("/tmp/store"), {})) << "nothing beside it";
   EXPECT_EQ(0, nvram_commit());
-  EXPECT_EQ("A=a value that will not fit\nB=2\n", read_file(STORE));
+  EXPECT_EQ("# first\nA=1\n\nB=7\nA=5 = five\n#B=9\nno sign\nC=4\nD=\n", read_file(STORE));
+  EXPECT_TRUE(fs::is_symlink(STORE));
+  EXPECT_EQ(fs::perms{0640}, fs::status(STORE).permissions());
 }
 
 }  // namespace

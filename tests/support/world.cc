@@ -1,176 +1,74 @@
 #include "tests/support/world.h"
 
-#include <fcntl.h>
-#include <sched.h>
-#include <sys/socket.h>
-#include <sys/syscall.h>
-#include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstring>
+#include <algorithm>
+#include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
-#include "common/clock.h"
+#include "common/fd_guard.h"
+#include "common/unix_address.h"
 #include "daemon/control/control_message.h"
-#include "daemon/login/login_record.h"
 #include "daemon/platform/kernel_endpoint.h"
-#include "daemon/users/published_line.h"
+#include "daemon/platform/settings_store.h"
 
 namespace webauth {
 namespace {
 
-namespace fs = std::filesystem;
+// How record_text of every KernelMessage of the daemon begins.
+constexpr std::string_view KERNEL_MESSAGE_BEGIN = "360: 178 0 0 pid 168 ";
+const std::string FILLER(360, 'f');  // as long as a KernelMessage
 
-constexpr char OUTPUT[] = "/tmp/webauthd.output";
-constexpr int PATIENCE = 10;  // seconds
-
-sockaddr_un unix_address(const char* path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::string_view(path).copy(address.sun_path, sizeof address.sun_path - 1);
-  return address;
-}
-
-int open_socket(int family, int type, int protocol, auto call, const auto& address) {
-  const int fd = socket(family, type | SOCK_CLOEXEC, protocol);
-  if (call(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-    throw std::runtime_error(strerror(errno));
+// What a syslog datagram is, as effects() says it.
+std::string log_effect(std::string_view datagram) {
+  const std::size_t end = datagram.find(": ");  // of "<133>Jan  1 00:00:00 user"
+  const std::string_view header = datagram.substr(0, end);
+  std::string text(datagram.substr(std::min(end + 2, datagram.size())));
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\0')) text.pop_back();
+  constexpr std::string_view EVENT = "R1 0 K5 ", LINE = "@#@ log_info n ";
+  if (text.starts_with(EVENT) && header.starts_with("<133>") && header.ends_with(" user")) {
+    return "event " + text.substr(EVENT.size());
   }
-  return fd;
-}
-
-void send_whole(int fd, std::string_view bytes) {
-  EXPECT_EQ(static_cast<ssize_t>(bytes.size()), send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL));
-}
-
-bool receive_now(int fd, std::string& bytes) {
-  bytes.resize(65536);
-  const ssize_t size = recv(fd, bytes.data(), bytes.size(), MSG_DONTWAIT);
-  bytes.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-  return size >= 0;
-}
-
-bool is_blocked_in_select(pid_t pid) {
-  const std::string process = "/proc/" + std::to_string(pid);
-  // A process that is being woken still shows its system call, but no longer as sleeping.
-  const std::string status = read_file(process + "/stat");
-  if (status.substr(status.find(") ") + 2, 1) != "S") return false;
-  std::ifstream file(process + "/syscall");
-  long number = -1;
-  if (!(file >> number)) return false;  // "running"
-#ifdef SYS_select
-  if (number == SYS_select) return true;
-#endif
-  return number == SYS_pselect6;
+  const bool emergency = (std::atoi(std::string(header.substr(1)).c_str()) & 7) == 0;
+  if (text.starts_with(LINE) && emergency) return "line " + text.substr(LINE.size());
+  return "log " + std::string(datagram);
 }
 
 }  // namespace
 
-std::string record_text(std::string_view bytes, pid_t pid) {
-  if (bytes.empty()) return "";
-  std::ostringstream text;
-  text << bytes.size() << ':' << std::hex;
-  for (std::size_t at = 0; at < bytes.find_last_not_of('\0') + 1; at += 4) {
-    std::uint32_t word = 0;
-    bytes.copy(reinterpret_cast<char*>(&word), sizeof word, at);
-    at == 12 && word == static_cast<std::uint32_t>(pid) ? text << " pid" : text << ' ' << word;
-  }
-  return text.str();
-}
-
-void write_file(const std::string& path, std::string_view text) {
-  fs::remove(path);
-  std::ofstream(path, std::ios::binary) << text;
-}
-
-std::string read_file(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return "(none)";
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::string login_request(std::string_view ip, std::string_view mac, std::string_view user,
-                          std::string_view password) {
-  LoginRequest request{};
-  user.copy(request.user, sizeof request.user);
-  password.copy(request.password, sizeof request.password);
-  request.type = LOGIN_REQUEST;
-  ip.copy(request.ip, sizeof request.ip);
-  mac.copy(request.mac, sizeof request.mac);
-  return std::string(bytes_of(request));
-}
-
-std::ptrdiff_t open_descriptors(pid_t process) {
-  return std::distance(fs::directory_iterator("/proc/" + std::to_string(process) + "/fd"), {});
-}
-
-FrontEnd::FrontEnd()
-    : fd_(open_socket(AF_UNIX, SOCK_STREAM, 0, connect, unix_address(LOGIN_SOCKET_PATH))) {
-  const timeval patience{.tv_sec = PATIENCE, .tv_usec = 0};
-  setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-}
-
-FrontEnd::~FrontEnd() { close(fd_); }
-
-void FrontEnd::send(std::string_view bytes) const {
-  bytes.empty() ? void(shutdown(fd_, SHUT_WR)) : send_whole(fd_, bytes);
-}
-
-std::string FrontEnd::reply() const {
-  std::string bytes;
-  char buffer[1024];
-  ssize_t count = 0;
-  while ((count = recv(fd_, buffer, sizeof buffer, 0)) > 0) {
-    bytes.append(buffer, static_cast<std::size_t>(count));
-  }
-  // A daemon that closes on bytes it has not read resets the connection.
-  return count == 0 || errno == ECONNRESET ? record_text(bytes) : "not closed in time";
-}
-
-World::World() {
-  if (!fs::exists("/.sandbox")) {
-    throw std::runtime_error("this test is to be run through scripts/sandbox");
-  }
-  setenv("WEBAUTHD_KERNEL_PORT", std::to_string(GATE_PORT).c_str(), 1);
-  fs::remove("/dev/log");
-  log_fd_ = open_socket(AF_UNIX, SOCK_DGRAM, 0, bind, unix_address("/dev/log"));
+World::World()
+    : log_filler_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
+      kernel_filler_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK)) {
+  enter_sandbox();
   reset();
 }
 
 World::~World() {
-  end_daemon();
-  close(log_fd_);
+  daemon.kill_it();
+  for (const int fd : {log_fd_, log_filler_, kernel_filler_}) close(fd);
   close_kernel_side();
 }
 
 void World::reset() {
   end_daemon();
   for (const char* directory : {"/tmp", "/disk/conf", "/var/http", "/etc/webauthd"}) {
-    fs::create_directories(directory);
-    for (const auto& entry : fs::directory_iterator(directory)) {
+    std::filesystem::create_directories(directory);
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
       // The project itself may lie in here.
-      if (!std::string_view(WEBAUTHD_BINARY).starts_with(entry.path().string() + "/")) {
-        fs::remove_all(entry);
+      if (!std::string_view(__FILE__).starts_with(entry.path().string() + "/")) {
+        std::filesystem::remove_all(entry);
       }
     }
   }
-  for (const char* file : {"/etc/qvip.cfg", "/etc/weixin_dns_file.conf"}) fs::remove(file);
+  for (const char* file : {"/etc/qvip.cfg", "/etc/weixin_dns_file.conf"}) unlink(file);
   open_kernel_side();
-  log_.clear();
-  kernel_.clear();
+  effects_.clear();
 }
 
 void World::open_kernel_side() {
   close_kernel_side();
-  kernel_fd_ =
-      open_socket(AF_NETLINK, SOCK_RAW, NETLINK_USERSOCK, bind, netlink_address(GATE_PORT));
+  kernel_fd_ = webauth::open_kernel_side();
 }
 
 void World::close_kernel_side() {
@@ -178,134 +76,112 @@ void World::close_kernel_side() {
   kernel_fd_ = -1;
 }
 
-void World::launch(const std::string& settings, const Lines& arguments) {
-  if (pid_ > 0) end_daemon();
-  write_file("/etc/webauthd/settings", settings);
-  std::vector<char*> texts = {const_cast<char*>("webauthd")};
-  for (const std::string& text : arguments) texts.push_back(const_cast<char*>(text.c_str()));
-  texts.push_back(nullptr);
+void World::launch(const std::string& text) {
+  end_daemon();
   started_ = std::time(nullptr);
-  pid_ = fork();
-  if (pid_ != 0) return;
-  dup2(open(OUTPUT, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600), STDOUT_FILENO);
-  dup2(STDOUT_FILENO, STDERR_FILENO);
-  execv(WEBAUTHD_BINARY, texts.data());
-  _exit(127);
+  if (in_steps_) fill_queues();
+  daemon.launch(text);
+  port_ = daemon.pid();
 }
 
-void World::start(const std::string& settings, const Lines& arguments) {
-  launch(settings, arguments);
+void World::start(const std::string& settings) {
+  write_file(DEFAULT_SETTINGS_FILE, settings);
+  launch();
   settle();
 }
 
-int World::run_to_end(const std::string& settings) {
-  launch(settings, {});
-  return wait_for_end();
-}
-
-int World::wait_for_end() {
-  for (const auto late = std::time(nullptr) + PATIENCE; !has_ended(); sched_yield()) {
-    drain();
-    if (std::time(nullptr) > late) kill(pid_, SIGKILL);
+void World::settle() {
+  const bool runs = daemon.pid() > 0;
+  const bool serves = runs && daemon.wait_until(Sleep::SELECT, [this] { go_on(); });
+  while (receive(true) || receive(false)) {
   }
-  drain();
-  pid_ = 0;
-  return WIFEXITED(status_) ? WEXITSTATUS(status_) : -1;
+  look();
+  for (const char* place : {"log", "kernel"}) {
+    if (std::count(effects_.begin(), effects_.end(), place) == 0) continue;
+    throw std::runtime_error("a log record or kernel message has been lost");
+  }
+  if (runs && !serves) note("exit status " + std::to_string(daemon.status()));
+  if (serves && in_steps_) fill_queues();
 }
 
-// Without the kernel side the next message to it is the daemon's end, one at which a sanitizer
-// looks for leaks.
 void World::end_daemon() {
-  if (pid_ > 0) {
+  settle();
+  if (daemon.pid() > 0) {
     close_kernel_side();
-    if (has_ended()) {
-      ADD_FAILURE() << "the daemon has ended by itself";
-    } else {
-      AllowMacMessage allow{.command = CTL_ALLOW_MAC, .unused1{}, .mac = "1:2:3:4:5:6", .unused2{}};
-      control(bytes_of(allow));
-    }
-    EXPECT_EQ(1, wait_for_end());
+    AllowMacMessage allow{.command = CTL_ALLOW_MAC, .unused1{}, .mac = "1:2:3:4:5:6", .unused2{}};
+    control(bytes_of(allow));
+    (void)daemon.wait_until(Sleep::DEAD, [this] { go_on(); });
+    if (daemon.status() != 1) throw std::runtime_error("the daemon does not end with status 1");
     open_kernel_side();
   }
-  EXPECT_EQ("", output());
+  const std::string text = daemon.output();
+  if (!text.empty()) throw std::runtime_error("the daemon said: " + text);
 }
 
-bool World::has_ended() { return waitpid(pid_, &status_, WNOHANG) != 0; }
+void World::fill_queues() const {
+  const auto fill = [](int fd, const auto& address) {
+    const auto* name = reinterpret_cast<const sockaddr*>(&address);
+    while (sendto(fd, FILLER.data(), FILLER.size(), MSG_DONTWAIT, name, sizeof address) > 0) {
+    }
+  };
+  fill(log_filler_, unix_address("/dev/log"));
+  if (kernel_fd_ >= 0) fill(kernel_filler_, netlink_address(GATE_PORT));
+}
 
-void World::settle() {
-  for (const auto late = std::time(nullptr) + PATIENCE; !is_blocked_in_select(pid_);
-       sched_yield()) {
-    drain();
-    if (has_ended()) FAIL() << "the daemon has ended";
-    if (std::time(nullptr) > late) FAIL() << "the daemon does not come to rest";
+// While the daemon is busy: empties the queues, or makes room where it waits for some.
+void World::go_on() {
+  const Sleep call = in_steps_ ? sleep_of(daemon.pid()) : Sleep::AWAKE;
+  while (!in_steps_ && (receive(true) || receive(false))) {
   }
-  drain();
+  if (call != Sleep::SEND && call != Sleep::SENDMSG) return;
+  look();
+  note(call == Sleep::SEND ? "log" : "kernel");  // receive() puts its text there
+  receive(call == Sleep::SEND);
 }
 
-void World::drain() {
+// Takes one datagram; it belongs to the first place that is kept for one of its kind.
+bool World::receive(bool log) {
   std::string bytes;
-  while (receive_now(log_fd_, bytes)) note_log(bytes);
-  while (receive_now(kernel_fd_, bytes)) kernel_.push_back(record_text(bytes, pid_));
+  if (!receive_now(log ? log_fd_ : kernel_fd_, bytes)) return false;
+  if (bytes == FILLER) return true;
+  std::string text = record_text(bytes, port_);
+  if (text.starts_with(KERNEL_MESSAGE_BEGIN)) text.erase(0, KERNEL_MESSAGE_BEGIN.size());
+  const auto place = std::find(effects_.begin(), effects_.end(), log ? "log" : "kernel");
+  *(place != effects_.end() ? place : effects_.emplace(place)) =
+      log ? log_effect(bytes) : "kernel " + text;
+  return true;
 }
 
-void World::note_log(std::string_view datagram) {
-  const auto header = datagram.find(": ");  // "<133>Jan  1 00:00:00 user: text"
-  std::string text(datagram.substr(header + 2));
-  while (!text.empty() && (text.back() == '\n' || text.back() == '\0')) text.pop_back();
-  const bool record =
-      datagram.starts_with("<133>") && datagram.substr(0, header).ends_with(" user");
-  const bool line = (std::atoi(datagram.data() + 1) & 7) == 0;
-  EXPECT_TRUE(text.starts_with("R1 0 K5 ") ? record : text.starts_with("@#@ log_info ") && line)
-      << datagram;
-  log_.push_back(std::move(text));
-}
-
-Lines World::log() {
-  pid_ > 0 ? settle() : drain();
-  return std::exchange(log_, {});
-}
-
-Lines World::kernel() {
-  pid_ > 0 ? settle() : drain();
-  return std::exchange(kernel_, {});
-}
-
-std::string World::output() {
-  std::string text = fs::exists(OUTPUT) ? read_file(OUTPUT) : "";
-  if (!text.empty()) fs::resize_file(OUTPUT, 0);
-  return text;
+Lines World::effects(const std::string& first) {
+  settle();
+  Lines taken;
+  for (const std::string& effect : std::exchange(effects_, {})) {
+    if (first.empty()) taken.push_back(effect);
+    if (!first.empty() && effect.starts_with(first + " ")) {
+      taken.push_back(effect.substr(first.size() + 1));
+    }
+  }
+  return taken;
 }
 
 std::string World::login(std::string_view ip, std::string_view mac, std::string_view user,
                          std::string_view password) {
-  const FrontEnd client;
-  client.send(login_request(ip, mac, user, password));
+  const FdGuard client(connect_front_end());
+  send_whole(client.get(), login_request(ip, mac, user, password));
   settle();
-  return client.reply();
+  return reply_to(client.get());
 }
 
-std::string World::published() {
-  std::istringstream file(read_file(REGISTRATION_FILE));
-  std::string text;
-  for (std::string line; std::getline(file, line); text += line + "\n") {
-    const auto end = line.rfind(' ', line.size() - 2);  // before the mode number
-    const auto begin = line.rfind(' ', end - 1) + 1;
-    const long time = std::atol(line.c_str() + begin);
-    if (time >= started_ && time <= std::time(nullptr)) line.replace(begin, end - begin, "NOW");
-  }
-  return text;
+void World::control(std::string_view datagram) const {
+  const FdGuard client(connect_control());
+  send_whole(client.get(), datagram);
 }
 
-void World::control(std::string_view datagram) {
-  const int fd = open_socket(AF_UNIX, SOCK_DGRAM, 0, connect, unix_address(CONTROL_SOCKET_PATH));
-  send_whole(fd, datagram);
-  close(fd);
-}
-
-void World::kernel_event(std::string_view datagram) {
-  const sockaddr_nl address = netlink_address(static_cast<std::uint32_t>(pid_));
-  connect(kernel_fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  send_whole(kernel_fd_, datagram);
+void World::kernel_event(std::string_view datagram) const {
+  const sockaddr_nl address = netlink_address(static_cast<std::uint32_t>(port_));
+  const auto* name = reinterpret_cast<const sockaddr*>(&address);
+  const auto sent = sendto(kernel_fd_, datagram.data(), datagram.size(), 0, name, sizeof address);
+  require(sent > 0, "kernel event");
 }
 
 }  // namespace webauth
