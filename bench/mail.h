@@ -1,16 +1,20 @@
-// The mail server for the measured e-mail logins, and what a bare client must do to ask it.
+// The mail servers for the measured e-mail logins, and what a bare client must do to ask one.
 //
-// The servers are child processes on loopback, one plain and one with TLS. They accept everything:
-// their answer is the same over POP3 and IMAP. What cannot be set up ends the program.
+// They are processes on loopback, one plain and one with TLS, which accept everything: their answer
+// is the same over POP3 and IMAP. What cannot be had is thrown as std::runtime_error.
 #pragma once
 
 namespace webauth {
 
-/// Makes the daemon ask the server in this way from now on. Touches the settings only when that is
-/// a change, so that the daemon does not read them anew at every login.
-void choose_mail_server(bool tls, bool imap);
+struct MailWay {
+  bool tls = false;
+  bool imap = false;
+};
+
+/// Makes the daemon ask in this way from now on. The first call takes some seconds.
+void choose_mail_server(MailWay way);
 
 /// The exchanges of a probe in bare calls: connection, handshake, greeting, commands, end.
-void bare_mail_client(bool tls, bool imap);
+void bare_mail_client(MailWay way);
 
 }  // namespace webauth

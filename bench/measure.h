@@ -1,50 +1,49 @@
-// Runs an operation of the daemon and its floor in turns, and collects what they took.
+// Runs what is measured and its floor in turns, and prints a table of what they took.
 //
-// The speed of a machine drifts, so a repetition of the one is followed at once by a repetition of
-// the other, and the ratio is the median of the repetitions' own ratios. Within a repetition the
-// slowest and the fastest quarter of the iterations do not count: something else was going on.
+// The speed of a machine drifts, so a turn of the one is followed at once by a turn of the other,
+// and the ratio is the median of the turns' own ratios. Within a turn the slowest and the fastest
+// quarter of the iterations do not count: something else was going on.
 #pragma once
 
 #include <cstddef>
 #include <functional>
-#include <string>
-#include <vector>
 
 namespace webauth {
 
+struct Table {
+  int turns;  ///< of each row
+  bool has_heading = false;
+};
+
 struct Row {
-  std::string operation;
-  std::size_t users = 0;
-  double goal = 0;                  ///< of the ratio
-  std::vector<double> daemon = {};  ///< microseconds per operation, one element a repetition
-  std::vector<double> floor = {};
-  std::string failure = {};  ///< why there are no figures; empty when there are
+  const char* operation;
+  std::size_t users;
+  double goal;                      ///< of the ratio
+  const char* processor = nullptr;  ///< names a second line, of the time that this process works
 };
 
-struct Effort {
-  int repetitions;
-  int iterations;  ///< operations in a repetition
+struct Seconds {
+  double wall;
+  double processor;  ///< what this process has worked
 };
 
-/// Does the operation once, with whatever comes before and after it, and returns the seconds that
-/// count; a negative number when it was not done.
-using Iteration = std::function<double()>;
+/// Does it once, with whatever comes before and after it, and returns the seconds that count.
+/// Throws when it was not done.
+using Iteration = std::function<Seconds()>;
 
-void measure_in_turns(Row& row, Effort effort, const Iteration& daemon, const Iteration& floor);
+/// Measures a row and prints it. No figure fails anything.
+void measure_in_turns(Table& table, const Row& row, int iterations, const Iteration& daemon,
+                      const Iteration& floor);
 
-/// Seconds of a clock: what has passed, and what this process has worked.
-double wall_seconds();
-double processor_seconds();
+Seconds seconds_now();
 
 /// The seconds that `work` takes.
 template <typename Work>
-double seconds_of(Work work, double (*clock)() = wall_seconds) {
-  const double begin = clock();
+Seconds seconds_of(Work work) {
+  const Seconds begin = seconds_now();
   work();
-  return clock() - begin;
+  const Seconds end = seconds_now();
+  return {end.wall - begin.wall, end.processor - begin.processor};
 }
-
-/// Prints a heading and one line per row. No figure fails anything.
-void print_rows(const std::vector<Row>& rows, int repetitions);
 
 }  // namespace webauth

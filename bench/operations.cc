@@ -1,102 +1,182 @@
 #include "bench/operations.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 
-#include "bench/floor.h"
-#include "bench/mail.h"
-#include "bench/neighbours.h"
+#include <cstdio>
+#include <stdexcept>
+
 #include "common/text_field.h"
+#include "daemon/control/control_message.h"
+#include "daemon/core/event_log.h"
+#include "daemon/core/start_up.h"
 #include "daemon/kernel/transport.h"
+#include "daemon/login/email_group.h"
+#include "daemon/users/published_line.h"
 
 namespace webauth {
 namespace {
 
+constexpr double GOAL = 1.25;
+constexpr double MAIL_GOAL = 1.5;
 constexpr char MAC[] = "66:77:88:99:aa:bb";
 
-void pass(World& world) { serve_one_pass(world.loop, world.accounts, world.online_users); }
+void pass(Stage& stage) { serve_one_pass(stage.loop, stage.accounts, stage.online_users); }
 
-void prepare_login(World& world) {
-  world.request = {};
-  world.request.type = LOGIN_REQUEST;
-  require(put_field(world.request.user, world.spare_account), "user");
-  require(put_field(world.request.ip, fresh_address(world)), "ip");
-  require(put_field(world.request.mac, MAC), "mac");
+// Pieces of the floors.
+
+void receive(int fd, std::size_t length) {
+  char bytes[512];
+  require(recv(fd, bytes, sizeof bytes, 0) == static_cast<ssize_t>(length), "recv");
+}
+
+void write_records(const Lines& records) {
+  for (const std::string& record : records) {
+    if (!record.starts_with("R1 ")) {
+      syslog(LOG_LINE_PRIORITY, "%s", record.c_str());
+      continue;
+    }
+    openlog("user", LOG_NDELAY, LOG_LOCAL0);
+    syslog(LOG_NOTICE, "%s", record.c_str());
+    closelog();
+  }
+}
+
+void write_list(const std::string& list) {
+  const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+  const int file = open(REGISTRATION_TEMP_FILE, flags, 0666);
+  require(write(file, list.data(), list.size()) == std::ssize(list), "list");
+  close(file);
+  require(std::rename(REGISTRATION_TEMP_FILE, REGISTRATION_FILE) == 0, "list");
+}
+
+// Anybody may have planted something at the path, so that each open is followed by a look.
+int open_group(int flags) {
+  const int group = open(GROUP_FILE, flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0700);
+  struct stat status {};
+  require(fstat(group, &status) == 0, "group");
+  return group;
+}
+
+void rewrite_group(const std::string& text) {
+  int group = open_group(O_RDWR | O_CREAT);
+  std::string before(static_cast<std::size_t>(lseek(group, 0, SEEK_END)), '\0');
+  require(pread(group, before.data(), before.size(), 0) == std::ssize(before), "group");
+  close(group);
+  group = open_group(O_WRONLY);
+  require(ftruncate(group, 0) == 0, "group");
+  require(write(group, text.data(), text.size()) == std::ssize(text), "group");
+  close(group);
+}
+
+// Logins: one connection with 300 bytes each way, one kernel message, the list, the log records.
+
+void prepare_login(Stage& stage) {
+  stage.sent = login_request(fresh_address(stage), MAC, stage.spare_account, "secret");
 }
 
 // A login takes two passes: its connection is accepted in one and read in the next.
-void log_in(World& world) {
+void log_in(Stage& stage) {
   const int front_end = connect_front_end();
-  (void)send(front_end, &world.request, sizeof world.request, MSG_NOSIGNAL);
-  pass(world);
-  pass(world);
-  (void)recv(front_end, &world.traces.reply, sizeof world.traces.reply, MSG_DONTWAIT);
+  send_whole(front_end, stage.sent);
+  pass(stage);
+  pass(stage);
+  receive_now(front_end, stage.traces.reply);
   close(front_end);
 }
 
-void restore_after_login(World& world) {
-  take_out_anybody(world);
-  publish(world);
+void floor_login(Stage& stage) {
+  const int front_end = connect_front_end();
+  send_whole(front_end, stage.sent);
+  const int connection = accept(login_listen_fd, nullptr, nullptr);
+  receive(connection, stage.sent.size());
+  send_whole(netlink_fd, stage.traces.message);
+  send_whole(connection, stage.traces.reply);
+  write_list(stage.traces.list);
+  write_records(stage.traces.records);
+  close(connection);
+  receive(front_end, stage.traces.reply.size());
+  close(front_end);
 }
 
-const OnlineUser& choose_leaver(World& world) {
-  const OnlineUser& user = user_at(world.online_users, anybody(world));
-  world.leaving_account = user.user;
-  return user;
+void restore_after_login(Stage& stage) {
+  remove_user(stage.online_users, anybody(stage));
+  publish(stage);
 }
 
-void prepare_offline(World& world) {
-  init_kernel_message(world.event, ENTRY_OFFLINE);
-  world.event.ip = inet_addr(choose_leaver(world).ip.c_str());
+// E-mail logins: also the questions to the mail server, and the e-mail group file.
+
+void floor_mail_login(Stage& stage) {
+  bare_mail_client(stage.mail);
+  floor_login(stage);
+  rewrite_group(stage.traces.group);
 }
 
-void go_offline(World& world) {
-  (void)send(world.kernel_side, &world.event, sizeof world.event, 0);
-  pass(world);
+void restore_after_mail_login(Stage& stage) {
+  restore_after_login(stage);
+  write_file(GROUP_FILE, stage.group);
 }
 
-void prepare_cut(World& world) {
-  world.cut = {};
-  world.cut.command = CTL_CUT_IP;
-  require(put_field(world.cut.ip, choose_leaver(world).ip), "ip");
+// ENTRY_OFFLINE: one kernel message in, two log records, the list.
+
+void prepare_offline(Stage& stage) {
+  KernelMessage event;
+  init_kernel_message(event, ENTRY_OFFLINE);
+  event.ip = inet_addr(user_at(stage.online_users, anybody(stage)).ip.c_str());
+  stage.sent = bytes_of(event);
 }
 
-void cut(World& world) {
-  (void)send(world.control_client, &world.cut, sizeof world.cut, 0);
-  pass(world);
+void go_offline(Stage& stage) {
+  send_whole(stage.kernel_side, stage.sent);
+  pass(stage);
 }
 
-void restore_after_leaving(World& world) {
-  put_online(world, world.leaving_account);
-  publish(world);
+void floor_offline(Stage& stage) {
+  send_whole(stage.kernel_side, stage.sent);
+  receive(netlink_fd, stage.sent.size());
+  write_records(stage.traces.records);
+  write_list(stage.traces.list);
 }
 
-template <bool TLS, bool IMAP>
-void prepare_mail_login(World& world) {
-  choose_mail_server(TLS, IMAP);
-  prepare_login(world);
+void restore_after_leaving(Stage& stage) {
+  put_online(stage, stage.spare_account);
+  publish(stage);
 }
 
-template <bool TLS, bool IMAP>
-void mail_floor(World& world) {
-  floor_mail_login(world, TLS, IMAP);
+// CTL_CUT_IP: one control datagram in, one kernel message out, two log records, the list, a look at
+// the size of the e-mail group file.
+
+void prepare_cut(Stage& stage) {
+  CutIpMessage message{};
+  message.command = CTL_CUT_IP;
+  (void)put_field(message.ip, user_at(stage.online_users, anybody(stage)).ip);
+  stage.sent = bytes_of(message);
 }
 
-void restore_after_mail_login(World& world) {
-  restore_after_login(world);
-  restore_group(world);
+void cut(Stage& stage) {
+  send_whole(stage.control_client, stage.sent);
+  pass(stage);
 }
 
-template <bool TLS, bool IMAP>
-constexpr Operation mail_login(const char* name) {
-  return {name,
-          AuthMode::EMAIL,
-          +1,
-          prepare_mail_login<TLS, IMAP>,
-          log_in,
-          mail_floor<TLS, IMAP>,
-          restore_after_mail_login};
+void floor_cut(Stage& stage) {
+  send_whole(stage.control_client, stage.sent);
+  receive(control_fd, stage.sent.size());
+  send_whole(netlink_fd, stage.traces.message);
+  write_records(stage.traces.records);
+  write_list(stage.traces.list);
+  const int group = open_group(O_RDWR | O_CREAT);
+  require(lseek(group, 0, SEEK_END) == 0, "group");
+  close(group);
+}
+
+constexpr Operation mail_login(const char* name, MailWay way) {
+  return {
+      name, AuthMode::EMAIL, +1, prepare_login, log_in, floor_mail_login, restore_after_mail_login,
+      way};
 }
 
 constexpr Operation OPERATIONS[] = {
@@ -106,29 +186,56 @@ constexpr Operation OPERATIONS[] = {
     {"ENTRY_OFFLINE", AuthMode::USERS, -1, prepare_offline, go_offline, floor_offline,
      restore_after_leaving},
     {"CTL_CUT_IP", AuthMode::USERS, -1, prepare_cut, cut, floor_cut, restore_after_leaving},
-    mail_login<false, false>("e-mail login, POP3"),
-    mail_login<false, true>("e-mail login, IMAP"),
-    mail_login<true, false>("e-mail login, POP3 TLS"),
-    mail_login<true, true>("e-mail login, IMAP TLS"),
+    mail_login("e-mail login, POP3", {}),
+    mail_login("e-mail login, IMAP", {.imap = true}),
+    mail_login("e-mail login, POP3 TLS", {.tls = true}),
+    mail_login("e-mail login, IMAP TLS", {.tls = true, .imap = true}),
 };
+
+// A turn lasts some tenths of a second.
+int iterations_for(const Operation& operation, std::size_t users) {
+  if (operation.mode == AuthMode::EMAIL || users >= 100'000) return 60;
+  return users >= 10'000 ? 400 : 2'000;
+}
 
 }  // namespace
 
 std::span<const Operation> operations() { return OPERATIONS; }
 
-bool had_effect(const Operation& operation, const World& world) {
-  const auto before = static_cast<std::ptrdiff_t>(world.users);
-  return std::ssize(world.online_users.users) == before + operation.change;
+Seconds perform(const Operation& operation, Stage& stage) {
+  operation.prepare(stage);
+  const Seconds seconds = seconds_of([&] { operation.daemon(stage); });
+  drain(stage);
+  const auto expected = static_cast<std::ptrdiff_t>(stage.users) + operation.change;
+  if (std::ssize(stage.online_users.users) != expected || stage.traces.records.size() < 2) {
+    throw std::runtime_error(std::string(operation.name) + " has had no effect");
+  }
+  return seconds;
 }
 
-bool rehearse(const Operation& operation, World& world) {
-  operation.prepare(world);
-  operation.daemon(world);
-  if (!had_effect(operation, world)) return false;
-  drain(world, world.traces);
-  read_files(world);
-  operation.restore(world);
-  return world.traces.records.size() >= 2;
+void measure_operation(Table& table, const Operation& operation, std::size_t users) {
+  Stage stage(operation.mode, operation.mail, users);
+  (void)perform(operation, stage);
+  stage.traces.list = read_file(REGISTRATION_FILE);
+  stage.traces.group = read_file(GROUP_FILE);
+  operation.restore(stage);
+  const auto daemon = [&] {
+    const Seconds seconds = perform(operation, stage);
+    operation.restore(stage);
+    return seconds;
+  };
+  const auto floor = [&] {
+    operation.prepare(stage);
+    const Seconds seconds = seconds_of([&] { operation.floor(stage); });
+    drain(stage);
+    return seconds;
+  };
+  Row row{operation.name, users, GOAL};
+  if (operation.mode == AuthMode::EMAIL) {  // which mostly waits for the server
+    row.goal = MAIL_GOAL;
+    row.processor = "  processor time";
+  }
+  measure_in_turns(table, row, iterations_for(operation, users), daemon, floor);
 }
 
 }  // namespace webauth

@@ -1,10 +1,15 @@
-// The operations that are measured against their floor while users are online.
+// The daemon's operations beside their floors while users are online.
+//
+// A floor is what the operation must do whatever the daemon is made of, in bare calls on the same
+// sockets and paths, with the bytes that the daemon itself left in Stage::traces. No select, no
+// table, no text is made in it.
 #pragma once
 
 #include <span>
 
-#include "bench/world.h"
-#include "daemon/core/settings.h"
+#include "bench/mail.h"
+#include "bench/measure.h"
+#include "bench/stage.h"
 
 namespace webauth {
 
@@ -12,18 +17,19 @@ struct Operation {
   const char* name;
   AuthMode mode;
   int change;               ///< what it adds to the number of online users
-  void (*prepare)(World&);  ///< chooses whom it is about; not measured
-  void (*daemon)(World&);   ///< measured, as the floor is
-  void (*floor)(World&);
-  void (*restore)(World&);  ///< after `daemon`: as many users online as before; not measured
+  void (*prepare)(Stage&);  ///< chooses whom it is about; not measured
+  void (*daemon)(Stage&);   ///< measured, as the floor is
+  void (*floor)(Stage&);
+  void (*restore)(Stage&);  ///< after `daemon`: as many users online as before; not measured
+  MailWay mail = {};        ///< mode EMAIL
 };
 
 std::span<const Operation> operations();
 
-/// Whether the daemon has done what was asked of it, before `restore`.
-bool had_effect(const Operation& operation, const World& world);
+/// Does the operation once, and leaves its traces. Throws when it has had no effect.
+Seconds perform(const Operation& operation, Stage& stage);
 
-/// Runs the operation once and keeps what it left, for the floor. False when it had no effect.
-bool rehearse(const Operation& operation, World& world);
+/// The operation and its floor with so many users online.
+void measure_operation(Table& table, const Operation& operation, std::size_t users);
 
 }  // namespace webauth

@@ -1,8 +1,6 @@
 // Two steps of start-up that grow with their files: an IP range for the kernel module, and the
-// local accounts. Their neighbours are child processes that do nothing but read.
+// local accounts. Their neighbours do nothing but read.
 #pragma once
-
-#include <vector>
 
 #include "bench/measure.h"
 
@@ -10,9 +8,9 @@ namespace webauth {
 
 /// The longest range that the IP list may hold, against a loop that sends as many datagrams: what
 /// passes meanwhile, and what of it the sender works itself.
-void measure_ip_range(std::vector<Row>& rows, int repetitions);
+void measure_ip_range(Table& table);
 
 /// 100,000 accounts, against reading the file and writing the log records.
-void measure_accounts(std::vector<Row>& rows, int repetitions);
+void measure_accounts(Table& table);
 
 }  // namespace webauth

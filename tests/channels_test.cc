@@ -85,7 +85,7 @@ TEST_F(ChannelsTest, WantOfDescriptorsIsSleptThroughOrEndedByDisplacing) {
   limit(RLIMIT_NOFILE, 1024);
 }
 
-#ifndef WEBAUTHD_SANITIZED  // its allocator would abort
+#ifndef WEBAUTHD_SANITIZED
 TEST_F(ChannelsTest, WantOfMemoryEndsTheDaemonWithStatus1) {
   start();
   const std::int64_t size = status_number(daemon.pid(), "VmSize:");
@@ -128,7 +128,7 @@ TEST_F(ChannelsTest, GardenWaitsForTheWriterOfItsNamesAndTriesHostsOnceMore) {
   lock.l_type = F_WRLCK;
   require(fcntl(fd, F_SETLK, &lock) == 0, "lock");
   launch();
-  while (read_file("/proc/locks").find("->") == std::string::npos) go_on();
+  daemon.wait_until(Sleep::OTHER, [this] { go_on(); });
   require(write(fd, ".second\nno.end", 14) == 14, "write");
   close(fd);
   for (int seen = 0; seen < 9; ++seen) {

@@ -5,7 +5,6 @@
 #include <syslog.h>
 
 #include <map>
-#include <sstream>
 
 #include "common/clock.h"
 #include "daemon/login/mail_probe.h"
@@ -92,10 +91,9 @@ TEST(MailTest, Probes) {
   write_file("/etc/resolv.conf", "");
   ASSERT_EQ(0, std::system(DOVECOT_START " /run/mail >/dev/null"));
   const std::string expected = read_file(PROBES);
-  std::istringstream file(expected);
-  Lines rows;
+  Lines rows = lines_of(expected);
   std::vector<pid_t> probes(AT_A_TIME);  // of the rows, behind nobody
-  for (std::string row; std::getline(file, row); rows.push_back(row)) {
+  for (std::string& row : rows) {
     siginfo_t end;
     const auto oldest = static_cast<id_t>(*(probes.end() - AT_A_TIME));
     if (oldest != 0) waitid(P_PID, oldest, &end, WEXITED | WNOWAIT);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <sstream>
 
 #include "common/clock.h"
@@ -53,8 +52,7 @@ class Rules : public WorldTest {
     if (rule == "encode") return encode(text);
     if (rule == "gate") return gate(text, in.at(1));
     if (rule == "timeouts") return timeouts(text);
-    if (rule == "allowance") return allowance(text, in.at(1), in.at(2));
-    if (rule == "charge") return charge(text == "cut", std::stoi(in.at(1)));
+    if (rule == "daily") return daily(in);
     if (rule == "expiry") return expiry(std::stoi(text));
     if (rule == "given") return given_ += text, Lines();
     if (rule == "calendar") return texts(calendar_time(std::stoi(text), std::stoll(in.at(1))));
@@ -139,7 +137,7 @@ class Rules : public WorldTest {
     return texts(idle, maximum);
   }
 
-  // An account with this validity, which it also gives back, on tables of its own.
+  // The account "u" with this validity, the only one.
   OnlineUser& make_account(const std::string& validity) {
     accounts_ = {}, online_users_ = {};
     append_user(accounts_, read_account("u password unused " + validity));
@@ -168,30 +166,28 @@ class Rules : public WorldTest {
     return effects("kernel");
   }
 
-  Lines allowance(const std::string& hours, const std::string& logout, const std::string& used) {
+  // The used seconds are shown without the last digit.
+  Lines daily(const Lines& in) {
     const std::time_t now = std::time(nullptr);
     std::tm day = *std::localtime(&now);
     day.tm_hour = day.tm_min = day.tm_sec = 0;
     const auto midnight = static_cast<std::int32_t>(std::mktime(&day));
-    OnlineUser& account = make_account(hours);
-    account.logout_time = midnight - (logout == "today" ? 0 : 1);
-    account.used_seconds = std::stoi(used);
-    return log_in("10.0.0.1");
-  }
-
-  // The used seconds, without the last digit, after an hour; and whether they were noted now.
-  Lines charge(bool by_cut, std::int32_t used) {
-    OnlineUser& account = make_account("99");
-    log_in("10.0.0.1");
-    account.used_seconds = used;
-    account.login_time -= 3600;
-    CutIpMessage cut{.command = CTL_CUT_IP, .unused1{}, .ip = "10.0.0.1", .unused2{}};
-    if (!by_cut) event(ENTRY_OFFLINE);
-    if (by_cut) {
+    OnlineUser& account = make_account(in.at(0));
+    account.logout_time = midnight - (in.at(1) == "today" ? 0 : 1);
+    account.used_seconds = std::stoi(in.at(2));
+    Lines seen = log_in("10.0.0.1");
+    if (in.at(3) == "-") return seen;
+    account.login_time -= std::stoi(in.at(4));
+    if (in.at(3) == "offline") {
+      event(ENTRY_OFFLINE);
+    } else {
+      CutIpMessage cut{.command = CTL_CUT_IP, .unused1{}, .ip = "10.0.0.1", .unused2{}};
       handle_control_message(std::bit_cast<ControlMessage>(cut), accounts_, online_users_);
     }
     effects();
-    return texts(account.used_seconds / 10, now_seconds() - account.logout_time < 3);
+    seen.push_back(std::to_string(account.used_seconds / 10));
+    seen.push_back(now_seconds() - account.logout_time < 3 ? "now" : "earlier");
+    return seen;
   }
 
   Lines expiry(std::int32_t days) {
@@ -208,6 +204,8 @@ class Rules : public WorldTest {
       seen.push_back(std::to_string(event(CHECK_EXPIRY).size()));
     }
     seen.push_back(read_file(REGISTRATION_FILE));
+    event(ENTRY_OFFLINE), event(ENTRY_OFFLINE);
+    seen.push_back(std::to_string(online_users_.users.size()));
     return seen;
   }
 
@@ -217,8 +215,7 @@ class Rules : public WorldTest {
 };
 
 TEST_F(Rules, HoldAsWritten) {
-  std::ifstream file(TEST_FOLDER "rules.txt");
-  for (std::string line; std::getline(file, line);) {
+  for (const std::string& line : lines_of(read_file(TEST_FOLDER "rules.txt"))) {
     if (line.empty() || line[0] == '#') continue;
     if (sizeof(std::time_t) == 4 && line.starts_with("calendar")) continue;  // it holds no more
     Lines words = words_of(line);

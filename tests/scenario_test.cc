@@ -1,10 +1,9 @@
-// Plays the transcripts of tests/scenarios. Lines that begin with "> " are steps, as take() has
-// them, and those with "$ " commands of the shell, $daemon and $gate being processes; the others
-// are what must then be seen, in the order of its causes: what the mail server heard, replies, the
-// daemon's output, the published list when it is written, log records, messages to the kernel
-// module, and what a tool printed; or which earlier step of this kind went the same way. "$" marks
-// the end of a text. Blank lines and lines that begin with "#" separate. With WRITE_SCENARIOS in
-// the environment the files are written anew; read the difference.
+// Plays the transcripts of tests/scenarios. "> " begins a step, as take() has them, "$ " a command
+// of the shell, to which $daemon and $gate are processes. Behind it stands what must then be seen,
+// in the order of its causes: what the mail server heard, replies, the daemon's output, the
+// published list when it is written, log records, messages to the kernel module, and what a tool
+// printed; or which earlier step of its kind went the same way. "$" marks the end of a text.
+// WRITE_SCENARIOS in the environment writes the files anew; read the difference.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -36,13 +35,15 @@ namespace fs = std::filesystem;
 
 // What every start does, unless the transcript has set something.
 const Lines DEFAULT_START = {"event syslog.webauth_enable ", "kernel 6", "kernel 7 708 1c20"};
-constexpr char GATE_INPUT[] = "/tmp/gate.input";
+constexpr char GATE_INPUT[] = "/tmp/gate.input";  // a pipe
 
-Lines lines_of(const std::string& text) {
-  Lines lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  return lines;
+// The lines that are not among the others, as a text.
+std::string text_without(const Lines& lines, const Lines& others) {
+  std::string text;
+  for (const std::string& line : lines) {
+    if (std::count(others.begin(), others.end(), line) == 0) text += line + "\n";
+  }
+  return text;
 }
 
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
@@ -51,15 +52,6 @@ std::string replaced(std::string text, const std::string& from, const std::strin
     at += to.size();
   }
   return text;
-}
-
-// A line of the published list with "NOW" for a login time since the daemon's start.
-std::string listed(const std::string& line, std::int64_t started) {
-  const auto end = line.rfind(' ', line.size() - 2);  // before the mode number
-  const auto begin = line.rfind(' ', end - 1) + 1;
-  const std::int64_t time = std::atoll(line.c_str() + begin);
-  const bool is_new = time >= started && time <= std::time(nullptr);
-  return is_new ? line.substr(0, begin) + "NOW" + line.substr(end) : line;
 }
 
 class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::directory_entry> {
@@ -113,10 +105,9 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
       std::string request = login_request(words[1], words[2], words[3], words[4]);
       if (!words[5].empty()) request.replace(0, 4, bytes_of(std::stoi(words[5], nullptr, 16)));
       send_whole(clients_.try_emplace("", connect_front_end()).first->second.get(), request);
-    } else if (verb == "connect") {  // a client by its name, step by step
-      clients_.try_emplace(name, connect_front_end());
-    } else if (verb == "send") {  // NAME IP MAC SIZE
+    } else if (verb == "send") {  // NAME IP MAC SIZE, of a client that then keeps its connection
       const std::size_t size = words[4].empty() ? 300 : std::stoul(words[4]);
+      if (!clients_.contains(name)) clients_.try_emplace(name, connect_front_end());
       send_whole(clients_.at(name).get(), login_request(words[2], words[3]).substr(0, size));
     } else if (verb == "leave") {
       clients_.erase(name);
@@ -150,12 +141,9 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
       require(mkfifo(GATE_INPUT, 0600) == 0, GATE_INPUT);
       gate_.launch(std::string("exec webauth-gate <") + GATE_INPUT);
       gate_input_.emplace(open(GATE_INPUT, O_WRONLY | O_CLOEXEC));
-    } else if (verb == "tell") {
+    } else if (verb == "tell") {  // one line, or the end
+      if (text.empty()) return gate_input_.reset();
       require(write(gate_input_->get(), (text + "\n").c_str(), text.size() + 1) > 0, GATE_INPUT);
-    } else if (verb == "end-gate") {
-      gate_input_.reset();
-      note(gate_.wait_until(Sleep::POLL) ? "gate serves on" : "gate has ended");
-      gate_.kill_it();
     } else {  // an event as the gate's commands have it, without the gate
       std::string problem;
       const auto event = parse_gate_command(verb + " " + text, problem);
@@ -190,12 +178,12 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
   }
 
   // "sent <size> <offset>=<text> ..." for the texts in a record.
-  void note_texts(std::string_view record) {
+  void note_texts(const std::string& record) {
     std::string texts = "sent " + std::to_string(record.size());
-    for (std::size_t at = 0; (at = record.find_first_not_of('\0', at)) < record.size();) {
-      const std::size_t end = std::min(record.find('\0', at), record.size());
-      texts += " " + std::to_string(at) + "=" + std::string(record.substr(at, end - at));
-      at = end;
+    std::istringstream stream(record);
+    std::size_t at = 0;
+    for (std::string text; std::getline(stream, text, '\0'); at += text.size() + 1) {
+      if (!text.empty()) texts += " " + std::to_string(at) + "=" + text;
     }
     note(texts);
   }
@@ -211,18 +199,14 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
     if (stat(REGISTRATION_FILE, &status) != 0) list_.clear();
     if (logins_ || !S_ISREG(status.st_mode) || status.st_ino == list_file_) return;
     list_file_ = status.st_ino;
-    Lines list = lines_of(read_file(REGISTRATION_FILE));
-    for (std::string& line : list) line = listed(line, started_);
-    note_missing("list - ", list_, list);
-    note_missing("list + ", list, list_);
-    if (list == list_) note("list as before");
-    list_ = list;
-  }
-
-  void note_missing(const char* what, const Lines& from, const Lines& in) {
-    for (const std::string& line : from) {
-      if (std::count(in.begin(), in.end(), line) == 0) note(what + line);
+    std::string text = read_file(REGISTRATION_FILE);
+    for (auto time = started_; time <= std::time(nullptr); ++time) {
+      text = replaced(text, " " + std::to_string(time) + " ", " NOW ");
     }
+    const Lines old = std::exchange(list_, lines_of(text));
+    note_lines("list - ", text_without(old, list_));
+    note_lines("list + ", text_without(list_, old));
+    if (list_ == old) note("list as before");
   }
 
   void note_lines(const std::string& what, const std::string& text) {

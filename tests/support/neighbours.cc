@@ -137,6 +137,13 @@ std::string record_text(std::string_view bytes, pid_t pid) {
   return text.str();
 }
 
+Lines lines_of(const std::string& text) {
+  Lines lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
 Lines words_of(const std::string& line) {
   Lines words;
   std::istringstream stream(line);

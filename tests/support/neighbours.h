@@ -51,6 +51,9 @@ std::string record_text(std::string_view bytes, pid_t pid = 0);
 /// \n, \xNN and \N*c (N times the character) are what they mean.
 Lines words_of(const std::string& line);
 
+/// Without the line feeds.
+Lines lines_of(const std::string& text);
+
 /// Makes the file anew (another inode).
 void write_file(const std::string& path, std::string_view text);
 

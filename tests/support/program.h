@@ -33,6 +33,11 @@ Sleep sleep_of(pid_t process);
 
 class Program {
  public:
+  Program() = default;
+  ~Program() { kill_it(); }
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
   /// Starts a shell with this text, which may "exec" the program by its name.
   void launch(const std::string& text);
   [[nodiscard]] pid_t pid() const { return pid_; }  ///< 0: none runs

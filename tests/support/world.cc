@@ -45,7 +45,6 @@ World::World()
 }
 
 World::~World() {
-  daemon.kill_it();
   for (const int fd : {log_fd_, log_filler_, kernel_filler_}) close(fd);
   close_kernel_side();
 }
@@ -180,8 +179,10 @@ void World::control(std::string_view datagram) const {
 void World::kernel_event(std::string_view datagram) const {
   const sockaddr_nl address = netlink_address(static_cast<std::uint32_t>(port_));
   const auto* name = reinterpret_cast<const sockaddr*>(&address);
-  const auto sent = sendto(kernel_fd_, datagram.data(), datagram.size(), 0, name, sizeof address);
-  require(sent > 0, "kernel event");
+  const int flags = MSG_DONTWAIT;  // a daemon whose queue is full has lost it
+  const auto size =
+      sendto(kernel_fd_, datagram.data(), datagram.size(), flags, name, sizeof address);
+  require(size > 0, "kernel event");
 }
 
 }  // namespace webauth
