@@ -4,11 +4,11 @@
 # nothing that is made here leaves the machine. Callers name in $target
 # a folder that nobody else works in, and have give_up, which ends with a message.
 
-# apt for architecture $1, whose state is in $target.
+# apt for architecture $1, whose state is in $target. On a full disk it would wait for ever.
 debian_apt() {
   local arch=$1 state=$target/apt-$1
   shift
-  "${1:?}" -q=2 -o APT::Architecture="$arch" -o APT::Architectures="$arch" -o Dir::State="$state" \
+  timeout 600 "${1:?}" -q=2 -o APT::Architecture="$arch" -o APT::Architectures="$arch" -o Dir::State="$state" \
     -o Dir::State::status="$state/status" -o Dir::Cache="$state" -o Dir::Etc::sourcelist="$state/sources.list" \
     -o Dir::Etc::sourceparts=/dev/null -o APT::Sandbox::User=root -o Acquire::Languages=none \
     -o APT::Install-Recommends=false "${@:2}"

@@ -2,6 +2,8 @@
 # written last and holds what the part was made from: what was interrupted, failed, or was made from
 # something else, is made again. Callers name in $target the cache's folder, in $name what it is for.
 
+needed_room=1000
+
 step() { printf '\n== %s (after %d s)\n' "$*" "$SECONDS"; }
 give_up() {
   printf '%s: %s\n' "$0" "$*" >&2
@@ -17,16 +19,19 @@ lock_cache() {
   flock "$lock"
 }
 
+room() { df --output=avail -BM "${target%/*}" | sed -n '2s/M//p'; }
+
+# Where a disk is full there may be no log either.
+explain() { [[ $(room) -gt 1 ]] || give_up "the disk with ${target%/*} is full"; }
+
 # Runs a command whose output is of interest only if it fails.
 quietly() {
   "$@" >"$target/log" 2>&1 || {
     tail -n 60 "$target/log" >&2
-    explain "$target/log"
+    explain
     give_up "$name: failed: $*"
   }
 }
-
-explain() { ! grep -q "No space left on device" "$1" || give_up "the disk with ${target%/*} is full"; }
 
 # Makes part $1 by build_$1, in an empty folder, unless it was made from what $2 says. Where it is the
 # first, nothing of the cache is of use without it.
@@ -38,6 +43,8 @@ make_part() {
     if [[ -e $stamp ]]; then echo "the cache of $name is of another version"; else echo "the cache of $name is not whole"; fi
     rm -rf "$target"
   fi
+  [[ $(room) -ge $needed_room ]] ||
+    give_up "making $part of $name takes up to $needed_room MB, and the disk with ${target%/*} has $(room) left"
   echo "making $part of $name (after $SECONDS s)"
   rm -rf "$stamp" "$target/work"
   mkdir -p "$target/work" "$target/made" "$target/root"
@@ -52,7 +59,7 @@ make_part() {
   if [[ $status -ne 0 ]]; then
     tail -n 15 "$log" >&2
     rm -rf "$target/work"
-    explain "$log"
+    explain
     give_up "$part of $name could not be made; all that was said is in ${log#"$PWD"/}"
   fi
   rm -rf "$target/work"
