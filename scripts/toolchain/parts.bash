@@ -19,7 +19,7 @@ lock_cache() {
   flock "$lock"
 }
 
-room() { df --output=avail -BM "${target%/*}" | sed -n '2s/M//p'; }
+room() { df --output=avail -BM "${target%/*}" | sed -n "2s/[ M]//gp"; }
 
 # Where a disk is full there may be no log either.
 explain() { [[ $(room) -gt 1 ]] || give_up "the disk with ${target%/*} is full"; }
