@@ -8,9 +8,9 @@
 namespace webauth {
 
 std::optional<std::uint32_t> parse_ipv4(std::string_view text) {
-  if (text.find('\0') != std::string_view::npos) return {};
   in_addr address{};
   if (inet_pton(AF_INET, std::string(text).c_str(), &address) != 1) return {};
+  if (ip_text(address.s_addr) != text) return {};  // uClibc takes leading zeros
   return address.s_addr;
 }
 

@@ -88,7 +88,9 @@ TEST_F(ChannelsTest, WantOfDescriptorsIsSleptThroughOrEndedByDisplacing) {
 #ifndef WEBAUTHD_SANITIZED
 TEST_F(ChannelsTest, WantOfMemoryEndsTheDaemonWithStatus1) {
   start();
-  limit(RLIMIT_AS, static_cast<std::uint64_t>(status_number(daemon.pid(), "VmSize:")) * 1'024);
+  const std::int64_t size = status_number(daemon.pid(), "VmSize:");
+  if (sizeof(void*) == 4 && size > 4'000'000) GTEST_SKIP() << "an emulator has taken all addresses";
+  limit(RLIMIT_AS, static_cast<std::uint64_t>(size) * 1'024);
   for (int i = 0; i < 100'000 && daemon.pid() > 0; ++i) {
     control(bytes_of(AddAccountMessage{}));
     settle();

@@ -1,4 +1,4 @@
-// Plays mail_probes.txt, which says how it is to be read; ten probes at a time.
+// Plays mail_probes.txt, which says how it is to be read; some probes at a time.
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -15,7 +15,7 @@ namespace webauth {
 namespace {
 
 constexpr char PROBES[] = TEST_FOLDER "mail_probes.txt";
-constexpr std::size_t AT_A_TIME = 10;
+constexpr std::size_t AT_A_TIME = sizeof(void*) == 4 ? 4 : 10;  // an emulator is slow at TLS
 constexpr std::string_view LINE_BEGIN =
     "log: @#@ log_info n - -  - webident - -v ident.emailident ";
 

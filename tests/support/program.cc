@@ -20,12 +20,22 @@ namespace webauth {
 namespace {
 
 const std::map<long, Sleep> CALLS = {
-    {SYS_pselect6, Sleep::SELECT},   {SYS_ppoll, Sleep::POLL},
-    {SYS_sendmsg, Sleep::SENDMSG},   {SYS_sendto, Sleep::SEND},
+    {SYS_pselect6, Sleep::SELECT},
+    {SYS_ppoll, Sleep::POLL},
+    {SYS_sendmsg, Sleep::SENDMSG},
+    {SYS_sendto, Sleep::SEND},
     {SYS_write, Sleep::SEND},
 #ifdef __arm__
-    {SYS__newselect, Sleep::SELECT}, {SYS_pselect6_time64, Sleep::SELECT},
-    {SYS_poll, Sleep::POLL},         {SYS_send, Sleep::SEND},
+    {SYS__newselect, Sleep::SELECT},
+    {SYS_pselect6_time64, Sleep::SELECT},
+    {SYS_poll, Sleep::POLL},
+    {SYS_send, Sleep::SEND},
+    // Under emulation /proc tells those of the 64-bit PC that emulates.
+    {270, Sleep::SELECT},
+    {271, Sleep::POLL},
+    {46, Sleep::SENDMSG},
+    {44, Sleep::SEND},
+    {1, Sleep::SEND},
 #elif defined(__x86_64__)
     {SYS_select, Sleep::SELECT},   {SYS_poll, Sleep::POLL},
 #endif
