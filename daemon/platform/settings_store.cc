@@ -8,13 +8,12 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "common/fd_guard.h"
 #include "common/file.h"
@@ -26,15 +25,18 @@ constexpr mode_t TEMP_MODE = 0600;  // until the old file's mode is known
 constexpr mode_t NEW_FILE_MODE = 0644;
 // A file that changed this shortly before it was read may change again within the same stamp.
 constexpr std::time_t TRUSTED_AGE = 2;  // seconds
+// Bytes with which a string lies on the heap, where its text keeps its place when it is moved.
+constexpr std::size_t LEAST_ENTRIES = 64;
 
-using Values = std::map<std::string, std::string, std::less<>>;
+// Keys and values in turns, each ended by a NUL, in the order of the file.
+using Entries = std::string;
 
 struct Store {
-  struct stat seen {};  // of the file that `text` was read from; zeros: read it again
-  std::string text;     // what `values` were made of
-  Values values;
-  Values values_before;  // a caller may still hold a text of it
-  Values uncommitted;
+  struct stat seen {};     // of the file that `text` was read from; zeros: read it again
+  std::string text;        // what `entries` were made of
+  Entries entries;         // the last of a key counts, here and below
+  Entries entries_before;  // a caller may still hold a text of it
+  Entries uncommitted;
 };
 
 Store store;
@@ -71,6 +73,7 @@ struct Setting {
 
 // What a line says, unless it is a comment.
 std::optional<Setting> read_setting(std::string_view line) {
+  line = line.substr(0, line.find('\0'));
   if (line.ends_with('\r')) line.remove_suffix(1);
   const std::size_t sign = line.find('=');
   if (sign == std::string_view::npos) return {};
@@ -79,14 +82,36 @@ std::optional<Setting> read_setting(std::string_view line) {
   return Setting{key, trimmed(line.substr(sign + 1))};
 }
 
-std::vector<std::string_view> split_lines(std::string_view text) {
-  std::vector<std::string_view> lines;
-  while (!text.empty()) {
-    const auto end = text.find('\n');
-    lines.push_back(text.substr(0, end));
-    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+// Cuts the first line off, without its line feed.
+std::string_view take_line(std::string_view& text) {
+  const std::size_t end = std::min(text.find('\n'), text.size());
+  const std::string_view line = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return line;
+}
+
+void append_entry(Entries& entries, std::string_view key, std::string_view value) {
+  entries.append(key).push_back('\0');
+  entries.append(value).push_back('\0');
+}
+
+// Calls `take` with each key and value, both ended by a NUL.
+template <typename Take>
+void for_each_entry(const Entries& entries, Take take) {
+  for (const char* at = entries.data(); at < entries.data() + entries.size();) {
+    const char* key = at;
+    const char* value = key + std::strlen(key) + 1;
+    take(key, value);
+    at = value + std::strlen(value) + 1;
   }
-  return lines;
+}
+
+const char* find_value(const Entries& entries, const char* wanted) {
+  const char* found = nullptr;
+  for_each_entry(entries, [&](const char* key, const char* value) {
+    if (std::strcmp(key, wanted) == 0) found = value;
+  });
+  return found;
 }
 
 // The file as it is; a missing one is empty, with a status of zeros. False: it cannot be read.
@@ -107,14 +132,15 @@ bool read_used_file(std::string& text, struct stat& status) {
 void take_over(std::string&& text, const struct stat& status) {
   store.seen = is_trusted(status) ? status : (struct stat){};
   if (text == store.text) return;
-  Values values;
-  for (const std::string_view line : split_lines(text)) {
-    if (const auto setting = read_setting(line)) {
-      values.insert_or_assign(std::string(setting->key), std::string(setting->value));
+  Entries entries;
+  entries.reserve(LEAST_ENTRIES);
+  for (std::string_view rest = text; !rest.empty();) {
+    if (const auto setting = read_setting(take_line(rest))) {
+      append_entry(entries, setting->key, setting->value);
     }
   }
   store.text = std::move(text);
-  store.values_before = std::exchange(store.values, std::move(values));
+  store.entries_before = std::exchange(store.entries, std::move(entries));
 }
 
 void refresh() {
@@ -125,25 +151,19 @@ void refresh() {
   if (read_used_file(text, now)) take_over(std::move(text), now);
 }
 
-// The text with the uncommitted keys in it: each in place of its last line, or at the end.
-std::string with_changes(std::string_view text) {
-  std::vector<std::string> lines;
-  std::map<std::string, std::size_t, std::less<>> places;
-  for (const std::string_view line : split_lines(text)) {
-    if (const auto setting = read_setting(line)) {
-      places.insert_or_assign(std::string(setting->key), lines.size());
-    }
-    lines.emplace_back(line);
+// Puts a key in place of its last line, or at the end.
+void replace_key(std::string& text, const char* key, const char* value) {
+  if (!text.empty() && text.back() != '\n') text += '\n';
+  std::size_t begin = text.size();
+  std::size_t size = 0;
+  for (std::string_view rest = text; !rest.empty();) {
+    const std::string_view line = take_line(rest);
+    const auto setting = read_setting(line);
+    if (!setting || setting->key != key) continue;
+    begin = static_cast<std::size_t>(line.data() - text.data());
+    size = line.size() + 1;
   }
-  for (const auto& [key, value] : store.uncommitted) {
-    const auto place = places.find(key);
-    if (place == places.end()) lines.emplace_back();
-    std::string& line = place == places.end() ? lines.back() : lines[place->second];
-    line = key + "=" + value;
-  }
-  std::string changed;
-  for (const std::string& line : lines) changed.append(line).append("\n");
-  return changed;
+  text.replace(begin, size, std::string(key) + "=" + value + "\n");
 }
 
 // Gives the temporary file the mode and owner of the file that it will replace.
@@ -183,10 +203,8 @@ bool nvram_open() {
 
 const char* nvram_get(const char* key) {
   refresh();
-  for (const Values* values : {&store.uncommitted, &store.values}) {
-    if (const auto found = values->find(key); found != values->end()) return found->second.c_str();
-  }
-  return nullptr;
+  const char* changed = find_value(store.uncommitted, key);
+  return changed != nullptr ? changed : find_value(store.entries, key);
 }
 
 int nvram_set(const char* key, const char* value) {
@@ -196,7 +214,12 @@ int nvram_set(const char* key, const char* value) {
       line.find('\n') != std::string::npos) {
     return -1;
   }
-  store.uncommitted.insert_or_assign(key, std::string(value));
+  Entries uncommitted;
+  for_each_entry(store.uncommitted, [&](const char* other, const char* text) {
+    if (read_back->key != other) append_entry(uncommitted, other, text);
+  });
+  append_entry(uncommitted, read_back->key, read_back->value);
+  store.uncommitted = std::move(uncommitted);
   return 0;
 }
 
@@ -204,9 +227,11 @@ int nvram_commit() {
   std::string text;
   struct stat status {};
   if (!read_used_file(text, status)) return -1;
+  for_each_entry(store.uncommitted,
+                 [&](const char* key, const char* value) { replace_key(text, key, value); });
   char resolved[PATH_MAX];  // a link to the settings stays a link
   const char* path = realpath(settings_path(), resolved);
-  if (!replace_file(path != nullptr ? path : settings_path(), with_changes(text))) return -1;
+  if (!replace_file(path != nullptr ? path : settings_path(), text)) return -1;
   store.uncommitted.clear();
   return 0;
 }
