@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <string_view>
 
 namespace webauth {
@@ -31,6 +32,17 @@ struct TimeoutKeys {
   std::uint32_t idle_for_0;
   std::uint32_t maximum_for_0;
 };
+
+inline constexpr std::uint32_t DEFAULT_IDLE = 1800;  // seconds, both
+inline constexpr std::uint32_t DEFAULT_MAXIMUM = 7200;
+
+/// Minutes in decimal as seconds of 32 bits, without a range check.
+inline std::uint32_t timeout_seconds(const char* minutes, std::uint32_t when_empty,
+                                     std::uint32_t when_0) {
+  if (*minutes == '\0') return when_empty;
+  const auto count = static_cast<std::uint32_t>(std::atoi(minutes));
+  return count == 0 ? when_0 : count * 60;
+}
 
 inline constexpr TimeoutKeys GENERIC_TIMEOUTS = {"WEBSEC_TIMEOUT", "WEBAUTH_ALLTIME", 600,
                                                  30 * 24 * 3600};

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "common/file.h"
@@ -11,16 +10,6 @@
 
 namespace webauth {
 namespace {
-
-constexpr std::uint32_t DEFAULT_IDLE = 1800;  // seconds, both
-constexpr std::uint32_t DEFAULT_MAXIMUM = 7200;
-
-// Minutes in decimal as seconds of 32 bits, without a range check.
-std::uint32_t seconds_of(const char* minutes, std::uint32_t when_empty, std::uint32_t when_0) {
-  if (*minutes == '\0') return when_empty;
-  const auto count = static_cast<std::uint32_t>(std::atoi(minutes));
-  return count == 0 ? when_0 : count * 60;
-}
 
 constexpr int LIST_LINE_SIZE = 100;
 
@@ -62,8 +51,8 @@ int push_timeouts() {
   // The text decides, not auth_mode: an unknown text logs in as LOCAL, with the generic keys.
   const ModeRow* mode = configured_mode();
   const TimeoutKeys& keys = mode != nullptr ? mode->timeouts : GENERIC_TIMEOUTS;
-  message.ip = seconds_of(setting_text(keys.idle), DEFAULT_IDLE, keys.idle_for_0);
-  message.kind = seconds_of(setting_text(keys.maximum), DEFAULT_MAXIMUM, keys.maximum_for_0);
+  message.ip = timeout_seconds(setting_text(keys.idle), DEFAULT_IDLE, keys.idle_for_0);
+  message.kind = timeout_seconds(setting_text(keys.maximum), DEFAULT_MAXIMUM, keys.maximum_for_0);
   send_kernel_message_or_exit(message);
   return 0;
 }

@@ -1,6 +1,5 @@
 #include "daemon/login/account_file.h"
 
-#include <array>
 #include <string_view>
 #include <utility>
 
@@ -13,38 +12,14 @@
 #include "daemon/users/user_log.h"
 
 namespace webauth {
-namespace {
-
-constexpr int LINE_SIZE = 256;
-constexpr std::size_t NAME_LENGTH = 63;  // also of the note
-constexpr std::size_t VALIDITY_LENGTH = 15;
-
-struct Fields {
-  std::array<std::string_view, 5> text;
-  std::size_t count = 0;
-};
-
-Fields split(std::string_view line) {
-  line = line.substr(0, line.find('\n'));
-  Fields fields;
-  while (fields.count < fields.text.size()) {
-    const std::size_t end = line.find(' ');
-    fields.text[fields.count++] = line.substr(0, end);
-    if (end == std::string_view::npos) break;
-    line.remove_prefix(end + 1);
-  }
-  return fields;
-}
-
-}  // namespace
 
 OnlineUser read_account(std::string_view line) {
-  const Fields fields = split(line);
+  const AccountLine fields = read_account_line(line);
   OnlineUser account;
   account.kind = ENTRY_USER;
-  account.user = fields.text[0].substr(0, NAME_LENGTH);
-  if (fields.count >= 4) set_validity(account, fields.text[3].substr(0, VALIDITY_LENGTH));
-  if (fields.text[4] != "*") account.note = fields.text[4].substr(0, NAME_LENGTH);
+  account.user = fields.user;
+  if (fields.has_validity) set_validity(account, fields.validity);
+  account.note = fields.note;
   return account;
 }
 
@@ -52,7 +27,7 @@ int load_accounts(const char* path, AccountTable& accounts) {
   const File file = open_for_reading(path);
   if (!file) return -1;
   int added = 0;
-  char line[LINE_SIZE];
+  char line[ACCOUNT_LINE_SIZE];
   while (read_line(file.get(), line)) {
     OnlineUser account = read_account(line);
     // An allowance is counted per account, which several sessions at once would make meaningless.

@@ -1,19 +1,13 @@
-// The local accounts of mode USERS, as the router keeps them.
-//
-// One account a line, at most 255 characters; a longer line is read in pieces, each an account.
-// Every blank ends a field, so two in a row make an empty field: user (63 characters), password
-// (not stored: nobody checks it here), a field without use, validity (15 characters, see
-// parse_validity), note (63 characters, "*" for none). Missing fields are empty; what follows the
-// fifth is ignored.
+// The local accounts of mode USERS, as the router keeps them: account_line.h has the form of the
+// file. The password is not stored: nobody checks it here.
 #pragma once
 
 #include <string_view>
 
+#include "daemon/login/account_line.h"
 #include "daemon/users/user_table.h"
 
 namespace webauth {
-
-inline constexpr char ACCOUNT_FILE[] = "/disk/conf/qvuser.cfg";
 
 /// Appends one account per line and logs each. With multi_user on, lines with a daily allowance
 /// are left out. Returns how many were added, or -1 when the file cannot be opened.
