@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <utility>
 
 #include "common/fd_guard.h"
@@ -13,6 +14,20 @@
 namespace webauth {
 namespace {
 
+bool read_list(int fd, struct stat& status, std::string& text) {
+  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  const auto size = static_cast<std::size_t>(status.st_size);
+  text.reserve(std::min(size, PUBLISHED_LIMIT));
+  return read_whole(fd, text, PUBLISHED_LIMIT);
+}
+
+// Where `item` stands next, from `at` on: several times as fast as std::string_view::find.
+std::size_t find_next(std::string_view text, const std::string& item, std::size_t at) {
+  const void* found = memmem(text.data() + at, text.size() - at, item.data(), item.size());
+  if (found == nullptr) return std::string_view::npos;
+  return static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
+}
+
 void refresh(PublishedList& list) {
   struct stat now {};
   const bool is_there = stat(list.path.c_str(), &now) == 0;
@@ -20,8 +35,7 @@ void refresh(PublishedList& list) {
   const FdGuard file(open(list.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   const bool is_absent = file.get() < 0 && errno == ENOENT;
   std::string text;
-  list.is_readable = is_absent || (fstat(file.get(), &now) == 0 && S_ISREG(now.st_mode) &&
-                                   read_whole(file.get(), text, PUBLISHED_LIMIT));
+  list.is_readable = is_absent || read_list(file.get(), now, text);
   list.seen = list.is_readable && !is_absent ? stamp_of(now) : (struct stat){};
   if (!list.is_readable) text.clear();
   list.text = std::move(text);
@@ -31,7 +45,8 @@ void refresh(PublishedList& list) {
 
 std::optional<PublishedLine> find_published_line(std::string_view text, const std::string& ip) {
   const std::string item = ' ' + ip + ' ';
-  for (std::size_t at = text.find(item); at != std::string_view::npos; at = text.find(item, at)) {
+  for (std::size_t at = find_next(text, item, 0); at != std::string_view::npos;
+       at = find_next(text, item, at)) {
     const std::size_t begin = text.rfind('\n', at) + 1;  // 0 for the first line
     const std::size_t end = std::min(text.find('\n', at), text.size());
     const auto line = read_published_line(text.substr(begin, end - begin));
