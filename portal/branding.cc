@@ -17,12 +17,13 @@
 namespace webauth {
 namespace {
 
-// Bytes. Everything but the settings goes into every page.
+// Bytes. Everything but the settings goes into every page, and a page stays in memory while a
+// browser does not read it.
 constexpr std::size_t CONFIG_LIMIT = 4096;
 constexpr std::size_t TEXTS_LIMIT = 16384;
-constexpr std::size_t TERMS_LIMIT = 16384;
-constexpr std::size_t LOGO_LIMIT = 24576;
-constexpr std::size_t PAGE_LIMIT = 65536;
+constexpr std::size_t TERMS_LIMIT = 8192;
+constexpr std::size_t LOGO_LIMIT = 16384;
+constexpr std::size_t PAGE_LIMIT = 32768;
 constexpr std::size_t MOST_LANGUAGES = 32;
 constexpr int LONGEST_DELAY = 600;
 

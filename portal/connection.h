@@ -18,7 +18,8 @@ struct SslFree {
 
 struct Connection {
   int fd = -1;
-  std::unique_ptr<SSL, SslFree> ssl;  ///< none: plain
+  std::unique_ptr<SSL, SslFree> ssl;  ///< none: plain, or not begun
+  int hello_size = 0;                 ///< bytes that are waited for before TLS begins
   std::int64_t deadline = 0;          ///< steady microseconds
   bool is_watched = false;            ///< known to epoll,
   std::uint32_t watched = 0;          ///< which was asked for this
@@ -41,6 +42,11 @@ struct Transfer {
   Flow flow;
   std::size_t count = 0;
 };
+
+/// Begins TLS once its first record, the hello of the browser, has come as a whole: a connection
+/// that does not get that far costs no memory. To be called when epoll tells of input, and before
+/// anything is received. False when the connection will not get there.
+bool begin_tls(Connection& connection, SSL_CTX* context);
 
 Transfer receive(Connection& connection, std::span<char> room);
 Transfer transmit(Connection& connection, std::string_view bytes);

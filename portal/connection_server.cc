@@ -23,7 +23,7 @@ constexpr std::int64_t ANSWERING_TIME = 10'000'000;
 constexpr std::int64_t LINGERING_TIME = 2'000'000;
 constexpr std::int64_t PAUSE = 100'000;
 constexpr std::int64_t NEVER = std::numeric_limits<std::int64_t>::max();
-constexpr int BACKLOG = 512;
+constexpr int BACKLOG = 4096;  // the kernel has a bound of its own
 constexpr int ACCEPTED_IN_ONE_GO = 64;
 constexpr int PLACE_BITS = 16;
 
@@ -75,6 +75,9 @@ void send_answer(ConnectionServer& server, std::size_t place) {
         transmit(connection, std::string_view(connection.answer).substr(connection.sent));
     if (moved.flow == Flow::ENDED) return drop(server, place);
     if (moved.flow != Flow::MOVED) {
+      connection.answer.erase(0, connection.sent);  // who does not read is to cost little
+      connection.answer.shrink_to_fit();
+      connection.sent = 0;
       return watch(server, place, moved.flow == Flow::WANTS_INPUT ? EPOLLIN : EPOLLOUT);
     }
     connection.sent += moved.count;
@@ -126,10 +129,8 @@ void read_request(ConnectionServer& server, std::size_t place) {
   Connection& connection = server.connections[place];
   const std::uint64_t order = server.places[place].order;
   if (server.places[place].tls && !connection.ssl) {
-    connection.ssl.reset(SSL_new(server.tls.get()));  // not for who never says anything
-    if (!connection.ssl) return drop(server, place);
-    SSL_set_fd(connection.ssl.get(), connection.fd);
-    SSL_set_accept_state(connection.ssl.get());
+    if (!begin_tls(connection, server.tls.get())) return drop(server, place);
+    if (!connection.ssl) return watch(server, place, EPOLLIN);
   }
   for (;;) {
     const auto room = std::span(server.inputs[place]).subspan(connection.have);
