@@ -27,6 +27,10 @@ constexpr int BACKLOG = 4096;  // the kernel has a bound of its own
 constexpr int ACCEPTED_IN_ONE_GO = 64;
 constexpr int PLACE_BITS = 16;
 
+std::span<const Place> used_places(const ConnectionServer& server) {
+  return std::span(server.places).first(server.used);
+}
+
 std::uint64_t tag_of(const ConnectionServer& server, std::size_t place) {
   return server.places[place].order << PLACE_BITS | place;
 }
@@ -47,6 +51,7 @@ void drop(ConnectionServer& server, std::size_t place) {
   close(connection.fd);  // which epoll notices
   connection = Connection{};
   server.places[place] = Place{};
+  while (server.used > 0 && server.places[server.used - 1].stage == Stage::FREE) --server.used;
 }
 
 void drop_for_newcomer(ConnectionServer& server, std::size_t place) {
@@ -157,13 +162,15 @@ void watch_listeners(ConnectionServer& server, std::uint32_t events) {
   }
 }
 
-void take_place(ConnectionServer& server, int fd, std::uint32_t ip, bool tls) {
-  for (Admission admission = admit(server.places, server.bounds, ip, tls); admission.is_over;
-       admission = admit(server.places, server.bounds, ip, tls)) {
+// False when the newcomer was served at once, and has gone again.
+bool take_place(ConnectionServer& server, int fd, std::uint32_t ip, bool tls) {
+  for (;;) {
+    const Admission admission = admit(used_places(server), server.bounds, ip, tls);
+    if (!admission.is_over) break;
     if (!admission.victim) {
       server.handlers.displaced(ip);
       close(fd);
-      return;
+      return true;
     }
     drop_for_newcomer(server, *admission.victim);
   }
@@ -171,9 +178,11 @@ void take_place(ConnectionServer& server, int fd, std::uint32_t ip, bool tls) {
                                  [](const Place& place) { return place.stage == Stage::FREE; });
   *free = {.stage = Stage::ASKING, .tls = tls, .ip = ip, .order = ++server.last_order};
   const auto place = static_cast<std::size_t>(free - server.places.begin());
+  server.used = std::max(server.used, place + 1);
   server.connections[place].fd = fd;
   server.connections[place].deadline = steady_microseconds() + ASKING_TIME;
   read_request(server, place);  // which is often there already
+  return server.places[place].stage != Stage::FREE;
 }
 
 }  // namespace
@@ -208,11 +217,11 @@ void accept_connections(ConnectionServer& server, bool tls) {
     const int fd = accept4(server.listeners[tls ? 1 : 0], reinterpret_cast<sockaddr*>(&peer), &size,
                            SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd >= 0) {
-      take_place(server, fd, peer.sin_addr.s_addr, tls);
-      continue;
+      if (take_place(server, fd, peer.sin_addr.s_addr, tls)) continue;
+      return;  // who is served at once comes alone as a rule; otherwise epoll tells again
     }
     if (!is_want(errno)) return;
-    if (const auto victim = find_victim(server.places, 0)) {
+    if (const auto victim = find_victim(used_places(server), 0)) {
       drop_for_newcomer(server, *victim);
       continue;
     }
@@ -245,7 +254,7 @@ void expire_connections(ConnectionServer& server, std::int64_t now) {
     server.paused_until = 0;
     watch_listeners(server, EPOLLIN);
   }
-  for (std::size_t place = 0; place < server.places.size(); ++place) {
+  for (std::size_t place = 0; place < server.used; ++place) {
     if (server.places[place].stage == Stage::FREE) continue;
     if (server.connections[place].deadline <= now) drop(server, place);
   }
@@ -253,7 +262,7 @@ void expire_connections(ConnectionServer& server, std::int64_t now) {
 
 std::int64_t next_deadline(const ConnectionServer& server) {
   std::int64_t next = server.paused_until != 0 ? server.paused_until : NEVER;
-  for (std::size_t place = 0; place < server.places.size(); ++place) {
+  for (std::size_t place = 0; place < server.used; ++place) {
     if (server.places[place].stage == Stage::FREE) continue;
     next = std::min(next, server.connections[place].deadline);
   }

@@ -57,6 +57,7 @@ struct ConnectionServer {
   std::vector<Place> places;            ///< bounds.all, and in the same order
   std::vector<Connection> connections;  ///< ... what belongs to them
   std::unique_ptr<Input[]> inputs;      ///< ... touched only as they are used
+  std::size_t used = 0;                 ///< places behind these are free
 };
 
 /// What epoll tells of this server: `is_listener` for tags below 2, else a connection.

@@ -1,5 +1,7 @@
 #include "portal/html_text.h"
 
+#include <algorithm>
+
 namespace webauth {
 namespace {
 
@@ -45,7 +47,15 @@ std::size_t read_character(std::string_view text, char32_t& code) {
 }
 
 void append_html(std::string& page, std::string_view text) {
-  while (!text.empty()) {
+  const auto is_odd = [](unsigned char c) {
+    return c < ' ' || c > '~' || c == '&' || c == '<' || c == '>' || c == '"' || c == '\'';
+  };
+  for (;;) {
+    const auto plain =
+        static_cast<std::size_t>(std::find_if(text.begin(), text.end(), is_odd) - text.begin());
+    page += text.substr(0, plain);
+    text.remove_prefix(plain);
+    if (text.empty()) return;
     char32_t code = 0;
     const std::size_t length = read_character(text, code);
     const char* escape = length > 0 ? escape_of(code) : REPLACEMENT;

@@ -3,6 +3,8 @@
 namespace webauth {
 namespace {
 
+constexpr std::size_t LONGEST_HEAD = 512;  // without the policy; or more, it is no bound
+
 const char* reason_of(int status) {
   switch (status) {
     case 200:
@@ -48,7 +50,9 @@ Response redirect_response(int status, const std::string& location) {
 }
 
 std::string response_text(const Response& response, std::string_view policy, bool with_body) {
-  std::string text = "HTTP/1.1 " + std::to_string(response.status) + ' ';
+  std::string text;
+  text.reserve(policy.size() + response.body.size() + LONGEST_HEAD);
+  text.append("HTTP/1.1 ").append(std::to_string(response.status)).append(" ");
   text.append(reason_of(response.status)).append("\r\nContent-Type: ").append(response.type);
   text += "\r\nContent-Length: " + std::to_string(response.body.size());
   if (!response.location.empty()) text += "\r\nLocation: " + response.location;

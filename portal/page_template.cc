@@ -43,7 +43,7 @@ std::string style_hash(std::string_view style) {
 }  // namespace
 
 PageTemplate read_template(std::string_view text, bool is_ours) {
-  PageTemplate page;
+  PageTemplate page{.pieces{}, .size = text.size()};
   std::size_t begin = 0;
   for (std::size_t at = text.find("{{"); at != std::string_view::npos; at = text.find("{{", at)) {
     const MarkRow* row = mark_at(text.substr(at), is_ours);
@@ -66,6 +66,7 @@ bool has_form(const PageTemplate& page) {
 
 std::string fill_template(const PageTemplate& page, const PageParts& parts) {
   std::string text;
+  text.reserve(page.size + parts.form.size() + 4 * parts.title.size());
   for (const PageTemplate::Piece& piece : page.pieces) {
     text += piece.text;
     switch (piece.mark) {

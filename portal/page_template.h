@@ -15,6 +15,7 @@ struct PageTemplate {
     Mark mark;  ///< behind the text
   };
   std::vector<Piece> pieces;
+  std::size_t size = 0;  ///< of the whole, about
 };
 
 struct PageParts {

@@ -16,7 +16,7 @@ constexpr std::int64_t NOTE_AGE = 600'000'000;
 constexpr std::size_t MOST_NOTES = 1024;
 
 std::optional<PublishedLine> find_line(Portal& portal, std::uint32_t ip) {
-  const auto line = find_published(portal.list, ip_text(ip));
+  const auto line = find_published(portal.list, ip);
   if (portal.was_list_readable && !portal.list.is_readable) {
     log_line(portal.log, LOG_ERR, portal.list.path + " cannot be read");
   }

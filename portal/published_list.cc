@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "common/address_text.h"
 #include "common/fd_guard.h"
 #include "common/file.h"
 #include "common/file_stamp.h"
@@ -56,9 +57,10 @@ std::optional<PublishedLine> find_published_line(std::string_view text, const st
   return {};
 }
 
-std::optional<PublishedLine> find_published(PublishedList& list, const std::string& ip) {
+std::optional<PublishedLine> find_published(PublishedList& list, std::uint32_t ip) {
   refresh(list);
-  return find_published_line(list.text, ip);
+  if (list.text.empty()) return {};
+  return find_published_line(list.text, ip_text(ip));
 }
 
 }  // namespace webauth

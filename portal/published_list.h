@@ -21,9 +21,9 @@ struct PublishedList {
   bool is_readable = true;  ///< false: it is there and cannot be read, and counts as empty
 };
 
-/// The first line of an address, whose text is the dotted quad. Views into the list, until the next
+/// The first line of an address. Views into the list, until the next
 /// call.
-std::optional<PublishedLine> find_published(PublishedList& list, const std::string& ip);
+std::optional<PublishedLine> find_published(PublishedList& list, std::uint32_t ip);
 
 /// In `text`: pure.
 std::optional<PublishedLine> find_published_line(std::string_view text, const std::string& ip);
