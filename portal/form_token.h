@@ -12,7 +12,7 @@
 
 namespace webauth {
 
-inline constexpr std::int64_t TOKEN_SECONDS = 2 * 3600;  ///< as long as a token is valid
+inline constexpr std::int64_t TOKEN_SECONDS = 7200;  ///< as long as a token is valid
 
 using TokenKey = Digest;
 

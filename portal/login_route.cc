@@ -35,8 +35,10 @@ std::optional<Text> judge_texts(LoginMethod method, std::string_view user,
 std::optional<Response> judge_attempt(Portal& portal, const Viewer& viewer, LoginMethod method,
                                       std::string_view user) {
   const std::int64_t now = steady_microseconds();
-  const AttemptRate& rate = method == LoginMethod::ONE_KEY ? ONE_KEY_RATE : PASSWORD_RATE;
-  const std::int64_t wait = count_attempt(portal.attempts, rate, viewer.ip, now);
+  const std::int64_t wait =
+      method == LoginMethod::ONE_KEY
+          ? count_attempt(portal.one_key_attempts, ONE_KEY_RATE, viewer.ip, now)
+          : count_attempt(portal.password_attempts, PASSWORD_RATE, viewer.ip, now);
   if (wait == 0) return {};
   log_refusal(portal.log, Cause::TOO_MANY_ATTEMPTS, viewer.ip, now);
   Response response =

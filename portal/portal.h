@@ -67,7 +67,8 @@ struct Portal {
   ConnectionServer server;
   PublishedList list;
   const char* account_file = ACCOUNT_FILE;
-  Attempts attempts;
+  Attempts password_attempts;
+  Attempts one_key_attempts;
   LoginDesk desk;
   std::vector<Waiting> waiting;
   std::unordered_map<std::uint32_t, Note> notes;
