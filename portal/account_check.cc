@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
-#include <memory>
 
 #include "common/file.h"
 #include "daemon/login/account_line.h"
@@ -40,12 +39,10 @@ bool is_same(std::string_view a, std::string_view b) {
 
 bool is_hash_of(std::string_view column, std::string_view password) {
   if (!is_affordable(column)) return false;
-  const auto data = std::make_unique<crypt_data>();
   std::string key(password);
-  const char* hash = crypt_r(key.c_str(), std::string(column).c_str(), data.get());
+  const char* hash = crypt(key.c_str(), std::string(column).c_str());
   const bool is_right = hash != nullptr && is_same(hash, column);
   OPENSSL_cleanse(key.data(), key.size());
-  OPENSSL_cleanse(data.get(), sizeof *data);
   return is_right;
 }
 

@@ -1,10 +1,8 @@
 #include "portal/connection_server.h"
 
 #include <netinet/in.h>
-#include <openssl/crypto.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -14,6 +12,7 @@
 
 #include "common/address_text.h"
 #include "common/clock.h"
+#include "portal/connection_places.h"
 
 namespace webauth {
 namespace {
@@ -25,52 +24,17 @@ constexpr std::int64_t PAUSE = 100'000;
 constexpr std::int64_t NEVER = std::numeric_limits<std::int64_t>::max();
 constexpr int BACKLOG = 4096;  // the kernel has a bound of its own
 constexpr int ACCEPTED_IN_ONE_GO = 64;
-constexpr int PLACE_BITS = 16;
-
-std::span<const Place> used_places(const ConnectionServer& server) {
-  return std::span(server.places).first(server.used);
-}
-
-std::uint64_t tag_of(const ConnectionServer& server, std::size_t place) {
-  return server.places[place].order << PLACE_BITS | place;
-}
-
-void watch(ConnectionServer& server, std::size_t place, std::uint32_t events) {
-  Connection& connection = server.connections[place];
-  if (connection.watched == events) return;
-  epoll_event event{.events = events, .data{.u64 = tag_of(server, place)}};
-  const int change = connection.is_watched ? EPOLL_CTL_MOD : EPOLL_CTL_ADD;
-  (void)epoll_ctl(server.epoll, change, connection.fd, &event);
-  connection.is_watched = true;
-  connection.watched = events;
-}
-
-void drop(ConnectionServer& server, std::size_t place) {
-  Connection& connection = server.connections[place];
-  OPENSSL_cleanse(server.inputs[place].data(), connection.have);
-  close(connection.fd);  // which epoll notices
-  connection = Connection{};
-  server.places[place] = Place{};
-  while (server.used > 0 && server.places[server.used - 1].stage == Stage::FREE) --server.used;
-}
-
-void drop_for_newcomer(ConnectionServer& server, std::size_t place) {
-  if (server.places[place].stage == Stage::ASKING) {
-    server.handlers.displaced(server.places[place].ip);
-  }
-  drop(server, place);
-}
 
 void finish(ConnectionServer& server, std::size_t place) {
   Connection& connection = server.connections[place];
   end_tls(connection);
-  if (!connection.has_rest) return drop(server, place);
+  if (!connection.has_rest) return drop_place(server, place);
   // Closed with bytes unread, the connection would be reset and the answer perhaps lost.
   (void)shutdown(connection.fd, SHUT_WR);
   server.places[place].stage = Stage::ANSWERED;
   connection.answer = {};
   connection.deadline = steady_microseconds() + LINGERING_TIME;
-  watch(server, place, EPOLLIN);
+  watch_place(server, place, EPOLLIN);
 }
 
 void send_answer(ConnectionServer& server, std::size_t place) {
@@ -78,12 +42,12 @@ void send_answer(ConnectionServer& server, std::size_t place) {
   while (connection.sent < connection.answer.size()) {
     const Transfer moved =
         transmit(connection, std::string_view(connection.answer).substr(connection.sent));
-    if (moved.flow == Flow::ENDED) return drop(server, place);
+    if (moved.flow == Flow::ENDED) return drop_place(server, place);
     if (moved.flow != Flow::MOVED) {
       connection.answer.erase(0, connection.sent);  // who does not read is to cost little
       connection.answer.shrink_to_fit();
       connection.sent = 0;
-      return watch(server, place, moved.flow == Flow::WANTS_INPUT ? EPOLLIN : EPOLLOUT);
+      return watch_place(server, place, moved.flow == Flow::WANTS_INPUT ? EPOLLIN : EPOLLOUT);
     }
     connection.sent += moved.count;
   }
@@ -134,15 +98,15 @@ void read_request(ConnectionServer& server, std::size_t place) {
   Connection& connection = server.connections[place];
   const std::uint64_t order = server.places[place].order;
   if (server.places[place].tls && !connection.ssl) {
-    if (!begin_tls(connection, server.tls.get())) return drop(server, place);
-    if (!connection.ssl) return watch(server, place, EPOLLIN);
+    if (!begin_tls(connection, server.tls.get())) return drop_place(server, place);
+    if (!connection.ssl) return watch_place(server, place, EPOLLIN);
   }
   for (;;) {
     const auto room = std::span(server.inputs[place]).subspan(connection.have);
     const Transfer moved = receive(connection, room);
-    if (moved.flow == Flow::ENDED) return drop(server, place);
+    if (moved.flow == Flow::ENDED) return drop_place(server, place);
     if (moved.flow != Flow::MOVED) {
-      return watch(server, place, moved.flow == Flow::WANTS_OUTPUT ? EPOLLOUT : EPOLLIN);
+      return watch_place(server, place, moved.flow == Flow::WANTS_OUTPUT ? EPOLLOUT : EPOLLIN);
     }
     connection.have += moved.count;
     judge_input(server, place);
@@ -163,35 +127,15 @@ void watch_listeners(ConnectionServer& server, std::uint32_t events) {
 }
 
 // False when the newcomer was served at once, and has gone again.
-bool take_place(ConnectionServer& server, int fd, std::uint32_t ip, bool tls) {
-  for (;;) {
-    const Admission admission = admit(used_places(server), server.bounds, ip, tls);
-    if (!admission.is_over) break;
-    if (!admission.victim) {
-      server.handlers.displaced(ip);
-      close(fd);
-      return true;
-    }
-    drop_for_newcomer(server, *admission.victim);
-  }
-  const auto free = std::find_if(server.places.begin(), server.places.end(),
-                                 [](const Place& place) { return place.stage == Stage::FREE; });
-  *free = {.stage = Stage::ASKING, .tls = tls, .ip = ip, .order = ++server.last_order};
-  const auto place = static_cast<std::size_t>(free - server.places.begin());
-  server.used = std::max(server.used, place + 1);
-  server.connections[place].fd = fd;
-  server.connections[place].deadline = steady_microseconds() + ASKING_TIME;
-  read_request(server, place);  // which is often there already
-  return server.places[place].stage != Stage::FREE;
+bool welcome(ConnectionServer& server, int fd, std::uint32_t ip, bool tls) {
+  const auto place = take_place(server, fd, ip, tls);
+  if (!place) return true;
+  server.connections[*place].deadline = steady_microseconds() + ASKING_TIME;
+  read_request(server, *place);  // which is often there already
+  return server.places[*place].stage != Stage::FREE;
 }
 
 }  // namespace
-
-void make_places(ConnectionServer& server) {
-  server.places.resize(server.bounds.all);
-  server.connections.resize(server.bounds.all);
-  server.inputs.reset(new Input[server.bounds.all]);  // not filled: nobody needs the memory yet
-}
 
 void listen_at(ConnectionServer& server, std::uint32_t address, std::uint16_t port, bool tls) {
   const int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
@@ -217,7 +161,7 @@ void accept_connections(ConnectionServer& server, bool tls) {
     const int fd = accept4(server.listeners[tls ? 1 : 0], reinterpret_cast<sockaddr*>(&peer), &size,
                            SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd >= 0) {
-      if (take_place(server, fd, peer.sin_addr.s_addr, tls)) continue;
+      if (welcome(server, fd, peer.sin_addr.s_addr, tls)) continue;
       return;  // who is served at once comes alone as a rule; otherwise epoll tells again
     }
     if (!is_want(errno)) return;
@@ -231,7 +175,7 @@ void accept_connections(ConnectionServer& server, bool tls) {
 }
 
 void serve_connection(ConnectionServer& server, std::uint64_t tag, std::uint32_t events) {
-  const std::size_t place = tag & ((1U << PLACE_BITS) - 1);
+  const std::size_t place = place_of(tag);
   if (tag != tag_of(server, place)) return;  // of one that has gone in this very pass
   switch (server.places[place].stage) {
     case Stage::FREE:
@@ -239,12 +183,12 @@ void serve_connection(ConnectionServer& server, std::uint64_t tag, std::uint32_t
     case Stage::ASKING:
       return read_request(server, place);
     case Stage::UNDER_WAY:
-      if ((events & (EPOLLHUP | EPOLLERR)) != 0) return drop(server, place);
-      return watch(server, place, 0);
+      if ((events & (EPOLLHUP | EPOLLERR)) != 0) return drop_place(server, place);
+      return watch_place(server, place, 0);
     case Stage::ANSWERING:
       return send_answer(server, place);
     case Stage::ANSWERED:
-      if (!discard_input(server.connections[place])) drop(server, place);
+      if (!discard_input(server.connections[place])) drop_place(server, place);
       return;
   }
 }
@@ -256,7 +200,7 @@ void expire_connections(ConnectionServer& server, std::int64_t now) {
   }
   for (std::size_t place = 0; place < server.used; ++place) {
     if (server.places[place].stage == Stage::FREE) continue;
-    if (server.connections[place].deadline <= now) drop(server, place);
+    if (server.connections[place].deadline <= now) drop_place(server, place);
   }
 }
 

@@ -28,11 +28,16 @@ bool is_on(const char* label, const std::string& name) {
   return name.compare(0, std::string::npos, label, std::strcspn(label, ":")) == 0;
 }
 
-bool is_host_of(const Network& network, std::uint32_t ip) {
+bool is_in(const Network& network, std::uint32_t ip) {
+  return ((ip ^ network.address) & network.mask) == 0;
+}
+
+// The router's own address, the network's, or its broadcast address.
+bool is_no_host(const Network& network, std::uint32_t ip) {
   const std::uint32_t hosts = ~network.mask;
-  if (((ip ^ network.address) & network.mask) != 0) return false;
-  if (ntohl(hosts) <= 1) return true;  // of two addresses, or of one, all are hosts
-  return (ip & hosts) != 0 && (ip & hosts) != hosts;
+  if (ip == network.address) return true;
+  if (!is_in(network, ip) || ntohl(hosts) <= 1) return false;  // of two addresses both are hosts
+  return (ip & hosts) == 0 || (ip & hosts) == hosts;
 }
 
 }  // namespace
@@ -51,13 +56,12 @@ Lan read_lan(const std::string& name) {
 }
 
 bool is_visitor(const Lan& lan, std::uint32_t ip) {
+  const auto fits = [&](auto rule) {
+    return [rule, ip](const Network& network) { return rule(network, ip); };
+  };
   const auto& networks = lan.networks;
-  return std::any_of(networks.begin(), networks.end(),
-                     [&](const Network& network) { return is_host_of(network, ip); }) &&
-         std::none_of(networks.begin(), networks.end(), [&](const Network& network) {
-           return network.address == ip || ip == (network.address & network.mask) ||
-                  ip == (network.address | ~network.mask);
-         });
+  return std::any_of(networks.begin(), networks.end(), fits(is_in)) &&
+         std::none_of(networks.begin(), networks.end(), fits(is_no_host));
 }
 
 MacAddress visitor_mac(const Lan& lan, int neighbour_socket, std::uint32_t ip) {

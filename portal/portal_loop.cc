@@ -58,7 +58,7 @@ void fit_bounds(ConnectionBounds& bounds) {
   limit.rlim_cur = std::max(limit.rlim_cur, std::min<rlim_t>(limit.rlim_max, 1024));
   (void)setrlimit(RLIMIT_NOFILE, &limit);
   const rlim_t room = limit.rlim_cur > OTHER_DESCRIPTORS ? limit.rlim_cur - OTHER_DESCRIPTORS : 1;
-  bounds.all = std::min<std::size_t>(bounds.all, room);
+  bounds.all = static_cast<std::size_t>(std::min<rlim_t>(bounds.all, room));
 }
 
 std::string with_port(const std::string& host, unsigned port, unsigned usual) {
