@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -37,13 +38,17 @@ bool read_line(std::FILE* file, char (&line)[N]) {
   return std::fgets(line, N, file) != nullptr;
 }
 
-/// Appends everything up to the end. False, with `errno`, when reading fails.
-inline bool read_whole(int fd, std::string& text) {
+/// Appends everything up to the end. False, with `errno`, when reading fails or more than `limit`
+/// bytes are there.
+inline bool read_whole(int fd, std::string& text, std::size_t limit = SIZE_MAX) {
   char piece[4096];
   for (;;) {
     const ssize_t count = read(fd, piece, sizeof piece);
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return count == 0;
+    errno = EFBIG;
+    if (static_cast<std::size_t>(count) > limit) return false;
+    limit -= static_cast<std::size_t>(count);
     text.append(piece, static_cast<std::size_t>(count));
   }
 }

@@ -8,9 +8,9 @@ visitor_mac=00:11:22:33:44:01
 in_visitor() { ip netns exec visitor "$@"; }
 in_internet() { ip netns exec internet "$@"; }
 
-# Makes it, with servers of the web: what visitors want, and a page of the router where they end.
+# Makes it, with a server of the web that visitors want to reach.
 make_network() {
-  mkdir -p /run/netns /run/internet /run/page
+  mkdir -p /run/netns /run/internet
   ip netns add visitor
   ip netns add internet
   ip link add lan0 type veth peer name eth0 address "$visitor_mac" netns visitor
@@ -28,13 +28,37 @@ make_network() {
   in_internet ip route add default via 192.0.2.1
   echo "the internet" >/run/internet/index.html
   truncate -s 1G /run/internet/large
-  echo "the router's login page" >/run/page/index.html
   in_internet busybox httpd -p 80 -h /run/internet
-  busybox httpd -p 10.0.0.1:8080 -h /run/page
 }
 
-# What the visitor sees of http://$1/.
-visitor_sees() { in_visitor curl --silent --show-error --max-time 5 "http://$1/" 2>&1; }
+portal=http://10.0.0.1:8080/
+
+# What the visitor sees of http://$1/, or where it is sent.
+visitor_sees() {
+  local place
+  place=$(in_visitor curl --silent --show-error --max-time 5 --output /run/seen \
+    --write-out '%{redirect_url}' "http://$1/" 2>&1)
+  if [[ -n $place ]]; then echo "(sent to $place)"; else cat /run/seen; fi
+}
+
+# What the visitor's browser, one without scripts, holds: the page $page.
+page=/run/browser
+browse() { in_visitor curl --silent --show-error --location --max-time 10 --output "$page" "$@"; }
+
+# Sends the form of the page, with the fields $@.
+send_form() {
+  local action token fields=()
+  action=$(sed -n 's/.*<form method="post" action="\([^"]*\)".*/\1/p' "$page")
+  token=$(sed -n 's/.*name="token" value="\([^"]*\)".*/\1/p' "$page")
+  for field; do fields+=(--data-urlencode "$field"); done
+  browse --data-urlencode "token=$token" "${fields[@]}" "${portal%/}$action"
+}
+
+# The page as text, with what can be filled in and pressed.
+page_text() {
+  sed -e '1,/<\/style>/d' -e 's/.*<input id="\([^"]*\)".*/[_____ \1 _____]/' \
+    -e 's/.*<button[^>]*>\([^<]*\).*/[ \1 ]/' -e 's/<[^>]*>/ /g' -e 's/^ *//' -e '/^$/d' "$page"
+}
 
 # Whether the visitor's running transfer has got further within a third of a second.
 transfer_moves() {

@@ -100,12 +100,15 @@ void play(Gate& gate, const Lines& words, Effects& effects) {
     gate.seen[what + " " + words[3]] = gate.now;
     gate.elements.insert(what + " " + words[3]);
   } else if (verb == "first") {
-    if (what == "user") bind_user(gate.table, packet, effects);
+    if (what == "user") bind_user(gate.table, packet, gate.around, effects);
     if (what == "ip6") note_ip6(gate.table, packet, effects);
     if (what == "mac") begin_visit(gate.table, ENTRY_MAC, packet, gate.around, effects);
     if (what == "ip") begin_visit(gate.table, ENTRY_IP, packet, gate.around, effects);
   } else if (verb == "restore") {
-    restore_elements(gate.table, gate.around, effects);
+    gate.elements.clear();
+    restore_elements(gate.table, gate.around, [&](const SetChanges& changes) {
+      effects.changes.insert(effects.changes.end(), changes.begin(), changes.end());
+    });
   } else if (verb != "clock") {
     handle_message(gate.table, message_of(words), gate.around, effects);
   }

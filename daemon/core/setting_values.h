@@ -17,6 +17,10 @@ inline constexpr std::size_t MAIL_PORT_SIZE = 7;
 /// Of WEBAUTH_MULTIUSER: whether an account may be online several times.
 constexpr bool means_multi_user(std::string_view text) { return text.starts_with("YES"); }
 
+/// The time-outs of a setting that is empty.
+inline constexpr std::uint32_t DEFAULT_IDLE = 1800;  // seconds, both
+inline constexpr std::uint32_t DEFAULT_MAXIMUM = 7200;
+
 /// The seconds of a time-out in minutes: its leading digits, without a range check.
 inline std::uint32_t timeout_seconds(const char* minutes, std::uint32_t when_empty,
                                      std::uint32_t when_0) {

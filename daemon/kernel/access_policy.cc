@@ -9,9 +9,6 @@
 namespace webauth {
 namespace {
 
-constexpr std::uint32_t DEFAULT_IDLE = 1800;  // seconds, both
-constexpr std::uint32_t DEFAULT_MAXIMUM = 7200;
-
 // Returns how many were sent. A range may hold a million addresses, so the message is made once.
 int push_range(IpRange range) {
   KernelMessage message;

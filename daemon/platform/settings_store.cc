@@ -8,13 +8,13 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "common/fd_guard.h"
 #include "common/file.h"
+#include "common/file_stamp.h"
 #include "common/replace_file.h"
 #include "common/text_line.h"
 #include "daemon/platform/setting_line.h"
@@ -23,8 +23,6 @@ namespace webauth {
 namespace {
 
 constexpr mode_t NEW_FILE_MODE = 0644;
-// A file that changed this shortly before it was read may change again within the same stamp.
-constexpr std::time_t TRUSTED_AGE = 2;  // seconds
 // Bytes with which a string lies on the heap, where its text keeps its place when it is moved.
 constexpr std::size_t LEAST_ENTRIES = 64;
 
@@ -40,20 +38,6 @@ struct Store {
 };
 
 Store store;
-
-bool same_time(const timespec& a, const timespec& b) {
-  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-}
-
-bool same_file(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-         same_time(a.st_mtim, b.st_mtim) && same_time(a.st_ctim, b.st_ctim);
-}
-
-bool is_trusted(const struct stat& file) {
-  const std::time_t changed = std::max(file.st_mtim.tv_sec, file.st_ctim.tv_sec);
-  return changed + TRUSTED_AGE < std::time(nullptr);
-}
 
 void append_entry(Entries& entries, std::string_view key, std::string_view value) {
   entries.append(key).push_back('\0');
@@ -95,7 +79,7 @@ bool read_used_file(std::string& text, struct stat& status) {
 }
 
 void take_over(std::string&& text, const struct stat& status) {
-  store.seen = is_trusted(status) ? status : (struct stat){};
+  store.seen = stamp_of(status);
   if (text == store.text) return;
   Entries entries;
   entries.reserve(LEAST_ENTRIES);
@@ -110,7 +94,7 @@ void take_over(std::string&& text, const struct stat& status) {
 
 void refresh() {
   struct stat now {};
-  if (stat(settings_path(), &now) == 0 && same_file(now, store.seen)) return;
+  if (stat(settings_path(), &now) == 0 && is_same_file(now, store.seen)) return;
   std::string text;
   now = {};
   if (read_used_file(text, now)) take_over(std::move(text), now);
