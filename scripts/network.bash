@@ -10,7 +10,7 @@ in_internet() { ip netns exec internet "$@"; }
 
 # Makes it, with a server of the web that visitors want to reach.
 make_network() {
-  mkdir -p /run/netns /run/internet
+  mkdir -p /run/netns /run/internet/cgi-bin
   ip netns add visitor
   ip netns add internet
   ip link add lan0 type veth peer name eth0 address "$visitor_mac" netns visitor
@@ -27,7 +27,8 @@ make_network() {
   in_visitor ip route add default via 10.0.0.1
   in_internet ip route add default via 192.0.2.1
   echo "the internet" >/run/internet/index.html
-  truncate -s 1G /run/internet/large
+  printf '#!/bin/sh\nprintf "\\r\\n"\nwhile head -c 99999 /dev/zero; do sleep 0.02; done\n' >/run/internet/cgi-bin/large
+  chmod +x /run/internet/cgi-bin/large
   in_internet busybox httpd -p 80 -h /run/internet
 }
 
@@ -70,7 +71,7 @@ transfer_moves() {
 
 begin_transfer() {
   : >/run/transfer
-  in_visitor curl --silent --limit-rate 10M --output /run/transfer http://192.0.2.80/large &
+  in_visitor curl --silent --no-buffer --output /run/transfer http://192.0.2.80/cgi-bin/large &
   transfer=$!
   await test -s /run/transfer
 }
