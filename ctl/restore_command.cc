@@ -3,6 +3,8 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <iostream>
 #include <span>
 #include <unordered_set>
@@ -53,11 +55,13 @@ std::int64_t deadline_of(const RestoreOptions& options) {
   return steady_microseconds() + options.timeout * SECOND_US;
 }
 
+bool is_gone(pid_t pid) { return pid != 0 && kill(pid, 0) != 0 && errno == ESRCH; }
+
 // The list that an earlier daemon left is gone when the sockets of the new one are there.
 void wait_for_daemon(const RestoreOptions& options) {
   const std::int64_t deadline = deadline_of(options);
   while (!daemon_runs()) {
-    if (steady_microseconds() >= deadline) {
+    if (steady_microseconds() >= deadline || is_gone(options.daemon_pid)) {
       throw OperatorError("the daemon is not running; nobody was logged in", STATUS_DOWN);
     }
     (void)poll(nullptr, 0, TRY_AGAIN_MS);

@@ -7,6 +7,8 @@
 // e-mail cannot be repeated.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 namespace webauth {
@@ -22,8 +24,9 @@ int run_save(const SaveOptions& options);
 
 struct RestoreOptions {
   std::string file;
-  bool remove = false;  ///< the file, after everybody was tried
-  int timeout = 60;     ///< seconds for the daemon to start, and then for each answer
+  bool remove = false;   ///< the file, after everybody was tried
+  pid_t daemon_pid = 0;  ///< no longer waited for when that process is gone; 0: not known
+  int timeout = 60;      ///< seconds for the daemon to start, and then for each answer
 };
 
 /// Logs in again who is in the file, one after the other. Leaves out who is online already, by
