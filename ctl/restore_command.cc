@@ -149,7 +149,7 @@ int print_tally(const Tally& tally) {
 
 int run_restore(const RestoreOptions& options) {
   const UserList saved = read_trusted_list(options.file.c_str());
-  if (!saved.exists) throw OperatorError("there is no " + options.file);
+  if (!saved.exists && !options.remove) throw OperatorError("there is no " + options.file);
   report_malformed(saved);
   if (!nvram_open()) throw OperatorError(std::string("cannot read ") + settings_path());
   Restoring restoring{.options = options,
@@ -157,7 +157,7 @@ int run_restore(const RestoreOptions& options) {
                       .several = means_multi_user(setting("WEBAUTH_MULTIUSER")),
                       .online = {},
                       .tally = {}};
-  if (!saved.users.empty()) wait_for_daemon(options);
+  wait_for_daemon(options);
   for (const ListedUser& user : saved.users) restore_user(restoring, user);
   const int status = print_tally(restoring.tally);
   if (options.remove) (void)unlink(options.file.c_str());
