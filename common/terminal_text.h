@@ -12,4 +12,7 @@ namespace webauth {
 /// can be mistaken for an escape.
 std::string terminal_text(std::string_view text);
 
+/// The same between single quotes.
+inline std::string quoted_text(std::string_view text) { return "'" + terminal_text(text) + "'"; }
+
 }  // namespace webauth

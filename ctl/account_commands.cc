@@ -23,7 +23,7 @@
 namespace webauth {
 namespace {
 
-constexpr std::int64_t PATIENCE_US = 2'000'000;
+constexpr std::int64_t CHANGE_PATIENCE_US = 2'000'000;
 constexpr mode_t ACCOUNT_FILE_MODE = 0600;  // it holds passwords
 
 /// Nothing when the list cannot be read.
@@ -37,7 +37,7 @@ std::optional<std::ptrdiff_t> count_logins(const std::string& user) {
 /// True when a list written after the message holds fewer logins than before. When it held none
 /// before, any new list is taken for the daemon's answer: it writes one with each deletion.
 bool wait_for_fewer_logins(ListWatch& watch, std::ptrdiff_t before, const std::string& user) {
-  const std::int64_t deadline = steady_microseconds() + PATIENCE_US;
+  const std::int64_t deadline = steady_microseconds() + CHANGE_PATIENCE_US;
   for (;;) {
     const WatchResult result = watch.wait(deadline);
     if (result == WatchResult::TIMED_OUT || result == WatchResult::LOST) return false;

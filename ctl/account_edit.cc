@@ -40,8 +40,6 @@ bool has_name(std::string_view line, std::string_view user) {
   return account_name(split_account_line(piece.substr(0, piece.find('\0')))) == user;
 }
 
-std::string quoted(std::string_view user) { return "'" + terminal_text(user) + "'"; }
-
 }  // namespace
 
 void add_account_line(std::string& text, const NewAccount& account) {
@@ -49,8 +47,8 @@ void add_account_line(std::string& text, const NewAccount& account) {
   demand_field("note", account.note, ACCOUNT_NAME_LENGTH);
   const auto is_same = [&](std::string_view line) { return has_name(line, account.user); };
   if (const std::size_t line = find_line(text, is_same); line > 0) {
-    throw OperatorError("account " + quoted(account.user) + " is in line " + std::to_string(line) +
-                        " already");
+    throw OperatorError("account " + quoted_text(account.user) + " is in line " +
+                        std::to_string(line) + " already");
   }
   const std::string line = account.user + ' ' + account.password + " - " + account.validity + ' ' +
                            (account.note.empty() ? "*" : account.note);
@@ -76,7 +74,7 @@ void set_account_password(std::string& text, std::string_view user, std::string_
     text.replace(begin, line.size(), changed);
     return;
   }
-  throw OperatorError("no account " + quoted(user) + " in " + ACCOUNT_FILE);
+  throw OperatorError("no account " + quoted_text(user) + " in " + ACCOUNT_FILE);
 }
 
 void demand_password(std::string_view password) {

@@ -18,7 +18,7 @@ std::string_view without_end(std::string_view text) {
   return text.substr(0, text.find_last_not_of(" \t\r\n") + 1);
 }
 
-std::string shown(std::string_view text) { return "'" + terminal_text(without_end(text)) + "'"; }
+std::string shown(std::string_view text) { return quoted_text(without_end(text)); }
 
 // What is left of a line when its beginning says nothing.
 bool says_nothing(std::string_view text) {

@@ -11,8 +11,6 @@
 namespace webauth {
 namespace {
 
-std::string shown(std::string_view text) { return "'" + terminal_text(text) + "'"; }
-
 bool is_sent(const std::string& host) {
   char name[GARDEN_NAME_BUFFER_SIZE];
   return encode_garden_name(host.c_str(), name).has_value();
@@ -25,13 +23,13 @@ std::string white_list_fault(const Piece<WHITE_LIST_LINE_SIZE>& piece) {
     // What follows the name on a long line is harmless until it is a name.
     return entry.empty() ? ""
                          : "read as a name of its own, since its line is longer than 48 bytes: " +
-                               shown(entry);
+                               quoted_text(entry);
   }
   if (entry.empty() && text.find_first_not_of(" \r\n") != std::string_view::npos) {
     return "the line begins with a blank, which ends the name";
   }
   if (entry.find('\t') != std::string_view::npos) {
-    return "a tab belongs to the name: " + shown(entry);
+    return "a tab belongs to the name: " + quoted_text(entry);
   }
   return {};
 }
@@ -44,16 +42,16 @@ std::string garden_fault(const Piece<GARDEN_LINE_SIZE>& piece, const std::string
                : "no line feed at its end: the name is not read";
   }
   if (host.empty()) return {};
-  if (host[0] == '#') return "no comment, the file has none: " + shown(host);
+  if (host[0] == '#') return "no comment, the file has none: " + quoted_text(host);
   if (host.find_first_of(" \t\r") != std::string::npos) {
-    return "the blank or CR belongs to the name: " + shown(host);
+    return "the blank or CR belongs to the name: " + quoted_text(host);
   }
   if (!is_sent(host)) {
     return "no host name that can be sent (it needs a dot, and labels of 1 to 63 bytes): " +
-           shown(host);
+           quoted_text(host);
   }
   const bool has_empty_label = host[0] == '.' || host.find("..") != std::string::npos;
-  return has_empty_label ? "the empty label ends the name: " + shown(host) : "";
+  return has_empty_label ? "the empty label ends the name: " + quoted_text(host) : "";
 }
 
 }  // namespace

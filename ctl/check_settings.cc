@@ -49,8 +49,6 @@ constexpr std::string_view OUR_PREFIXES[] = {"WEBAUTH", "WEBSEC", "EMAIL_ENABLE"
 
 constexpr char EVERYBODY[] = "everybody who asks is admitted";
 
-std::string shown(std::string_view text) { return "'" + terminal_text(text) + "'"; }
-
 bool starts_alike(std::string_view text, std::string_view prefix) {
   return text.size() >= prefix.size() &&
          strncasecmp(text.data(), prefix.data(), prefix.size()) == 0;
@@ -73,7 +71,7 @@ std::string unknown_key_fault(std::string_view key) {
   const bool is_ours =
       std::any_of(std::begin(OUR_PREFIXES), std::end(OUR_PREFIXES),
                   [&](std::string_view prefix) { return starts_alike(key, prefix); });
-  return is_ours ? "the daemon knows no setting " + shown(key) : "";
+  return is_ours ? "the daemon knows no setting " + quoted_text(key) : "";
 }
 
 // The number that a text begins with, as atoi takes it.
@@ -92,11 +90,12 @@ LeadingNumber leading_number(std::string_view value) {
 std::string minutes_fault(std::string_view value) {
   constexpr long long MOST = std::numeric_limits<std::uint32_t>::max() / 60;
   const auto [minutes, length] = leading_number(value);
-  if (length == 0) return shown(value) + " is no number: it counts as 0";
+  if (length == 0) return quoted_text(value) + " is no number: it counts as 0";
   if (minutes < 0 || minutes > MOST) {
-    return shown(value) + " minutes do not fit into the 32 bits of their seconds";
+    return quoted_text(value) + " minutes do not fit into the 32 bits of their seconds";
   }
-  return length < value.size() ? "of " + shown(value) + " only the number counts, in minutes" : "";
+  return length < value.size() ? "of " + quoted_text(value) + " only the number counts, in minutes"
+                               : "";
 }
 
 std::string port_fault(std::string_view value) {
@@ -105,12 +104,12 @@ std::string port_fault(std::string_view value) {
   }
   const auto [port, length] = leading_number(value);
   const bool is_port = length == value.size() && port >= 1 && port <= 65535;
-  return is_port ? "" : shown(value) + " is no TCP port";
+  return is_port ? "" : quoted_text(value) + " is no TCP port";
 }
 
 std::string mode_fault(std::string_view value) {
   if (find_mode(value) != nullptr) return {};
-  return shown(value) + " is no mode: " + EVERYBODY +
+  return quoted_text(value) + " is no mode: " + EVERYBODY +
          ", as in mode LOCAL with the time-outs WEBSEC_TIMEOUT and WEBAUTH_ALLTIME";
 }
 
@@ -119,15 +118,16 @@ std::string value_fault(Kind kind, std::string_view value) {
     case Kind::MODE:
       return mode_fault(value);
     case Kind::SWITCH:
-      return value != "YES" && looks_like_yes(value) ? shown(value) + " means no: only YES is yes"
-                                                     : "";
+      return value != "YES" && looks_like_yes(value)
+                 ? quoted_text(value) + " means no: only YES is yes"
+                 : "";
     case Kind::PREFIX_SWITCH:
       return !means_multi_user(value) && looks_like_yes(value)
-                 ? shown(value) + " means no: only what begins with YES is yes"
+                 ? quoted_text(value) + " means no: only what begins with YES is yes"
                  : "";
     case Kind::PROTOCOL:
       return value != "imap" && !is_alike(value, "pop3")
-                 ? shown(value) + " means POP3: only imap, in small letters, is IMAP"
+                 ? quoted_text(value) + " means POP3: only imap, in small letters, is IMAP"
                  : "";
     case Kind::MINUTES:
       return minutes_fault(value);
@@ -158,7 +158,7 @@ void check_line(std::string_view text, std::size_t line, SeenKeys& seen, Finding
   if (!read) {
     const std::size_t begin = text.find_first_not_of(" \t\r");
     if (begin != std::string_view::npos && text[begin] != '#') {
-      findings.push_back({line, "no setting and no comment, ignored: " + shown(text)});
+      findings.push_back({line, "no setting and no comment, ignored: " + quoted_text(text)});
     }
     return;
   }
@@ -189,7 +189,7 @@ void check_values(const SeenKeys& seen, Findings& findings) {
     const auto& [line, value] = seen[i];
     if (line == 0 || value.empty()) continue;
     if (is_quoted(value)) {
-      findings.push_back({line, "the quotes belong to the value: " + shown(value)});
+      findings.push_back({line, "the quotes belong to the value: " + quoted_text(value)});
     }
     const std::string fault = value_fault(KNOWN_KEYS[i].kind, value);
     if (!fault.empty()) findings.push_back({line, fault});

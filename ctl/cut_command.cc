@@ -15,7 +15,7 @@
 namespace webauth {
 namespace {
 
-constexpr std::int64_t PATIENCE_US = 2'000'000;
+constexpr std::int64_t CUT_PATIENCE_US = 2'000'000;
 // Long enough for a daemon at work to have written the list again.
 constexpr std::int64_t QUIET_US = 200'000;
 // The daemon removes the first record of an address, which need not be the one that is listed.
@@ -56,7 +56,7 @@ bool drop_gone(Users& users, const UserList& list) {
 
 // False when no new list has come.
 bool wait_until_gone(ListWatch& watch, Users& users) {
-  std::int64_t deadline = steady_microseconds() + PATIENCE_US;
+  std::int64_t deadline = steady_microseconds() + CUT_PATIENCE_US;
   bool is_rewritten = false;
   for (;;) {
     const std::int64_t quiet = is_rewritten ? steady_microseconds() + QUIET_US : deadline;
@@ -66,7 +66,7 @@ bool wait_until_gone(ListWatch& watch, Users& users) {
     if (result != WatchResult::REPLACED) continue;
     is_rewritten = true;
     const auto list = try_read_user_list();
-    if (list && drop_gone(users, *list)) deadline = steady_microseconds() + PATIENCE_US;
+    if (list && drop_gone(users, *list)) deadline = steady_microseconds() + CUT_PATIENCE_US;
     if (users.empty()) return true;
   }
 }

@@ -18,11 +18,11 @@
 namespace webauth {
 namespace {
 
-constexpr std::int64_t PATIENCE_US = 5'000'000;
-constexpr int TRY_AGAIN_MS = 10;
+constexpr std::int64_t LOCK_PATIENCE_US = 5'000'000;
+constexpr int LOCK_RETRY_MS = 10;
 constexpr off_t SIZE_LIMIT = off_t{64} << 20U;
 
-[[noreturn]] void fail(const char* path, const char* problem) {
+[[noreturn]] void fail_to_change(const char* path, const char* problem) {
   throw OperatorError(std::string("cannot change ") + path + ": " + problem);
 }
 
@@ -32,7 +32,7 @@ bool lock_now(int fd, const char* path) {
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
   if (fcntl(fd, F_SETLK, &lock) == 0) return true;
-  if (errno != EAGAIN && errno != EACCES) fail(path, std::strerror(errno));
+  if (errno != EAGAIN && errno != EACCES) fail_to_change(path, std::strerror(errno));
   return false;
 }
 
@@ -43,9 +43,9 @@ bool is_still_there(const struct stat& opened, const char* path) {
 }
 
 std::string read_locked(int fd, const struct stat& status, const char* path) {
-  if (status.st_size > SIZE_LIMIT) fail(path, "it is far too large");
+  if (status.st_size > SIZE_LIMIT) fail_to_change(path, "it is far too large");
   std::string text;
-  if (!read_whole(fd, text)) fail(path, std::strerror(errno));
+  if (!read_whole(fd, text)) fail_to_change(path, std::strerror(errno));
   return text;
 }
 
@@ -53,21 +53,22 @@ std::string read_locked(int fd, const struct stat& status, const char* path) {
 
 bool edit_file(const char* path, mode_t new_mode, const std::function<bool(std::string&)>& change) {
   const int flags = O_RDWR | O_CLOEXEC | O_NONBLOCK | (new_mode != 0 ? O_CREAT : 0);
-  const std::int64_t deadline = steady_microseconds() + PATIENCE_US;
-  for (; steady_microseconds() < deadline; (void)poll(nullptr, 0, TRY_AGAIN_MS)) {
+  const std::int64_t deadline = steady_microseconds() + LOCK_PATIENCE_US;
+  for (; steady_microseconds() < deadline; (void)poll(nullptr, 0, LOCK_RETRY_MS)) {
     const FdGuard file(open(path, flags, new_mode));
     struct stat status {};
     if (file.get() < 0 && errno == ENOENT && new_mode == 0) return false;
-    if (file.get() < 0 || fstat(file.get(), &status) != 0) fail(path, std::strerror(errno));
-    if (!S_ISREG(status.st_mode)) fail(path, "not a regular file");
+    if (file.get() < 0 || fstat(file.get(), &status) != 0)
+      fail_to_change(path, std::strerror(errno));
+    if (!S_ISREG(status.st_mode)) fail_to_change(path, "not a regular file");
     if (!lock_now(file.get(), path) || !is_still_there(status, path)) continue;
     std::string text = read_locked(file.get(), status, path);
     if (change(text) && !replace_file(link_target(path), text, new_mode)) {
-      fail(path, std::strerror(errno));
+      fail_to_change(path, std::strerror(errno));
     }
     return true;
   }
-  fail(path, "somebody else holds its lock");
+  fail_to_change(path, "somebody else holds its lock");
 }
 
 std::size_t remove_lines(std::string& text,

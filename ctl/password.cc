@@ -15,7 +15,7 @@
 namespace webauth {
 namespace {
 
-constexpr std::size_t LONGEST_LINE = 512;
+constexpr std::size_t LONGEST_INPUT = 512;
 constexpr char CONTROL_C = 3;
 
 // A terminal that does not show what is typed. Ctrl-C is a character that ends the line, so that no
@@ -54,7 +54,7 @@ std::string read_line() {
     if (count == 0 || c == '\n') return line;
     if (c == CONTROL_C) throw OperatorError("interrupted");
     line += c;
-    if (line.size() > LONGEST_LINE) throw OperatorError("the password is too long");
+    if (line.size() > LONGEST_INPUT) throw OperatorError("the password is too long");
   }
 }
 

@@ -19,7 +19,7 @@ namespace {
 
 constexpr off_t LIST_SIZE_LIMIT = off_t{256} << 20U;
 
-[[noreturn]] void fail(const char* path, const char* problem) {
+[[noreturn]] void fail_to_read(const char* path, const char* problem) {
   throw OperatorError(std::string("cannot read ") + path + ": " + problem);
 }
 
@@ -56,13 +56,14 @@ UserList read_user_list(const char* path) {
   // link.
   const FdGuard fd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
   if (fd.get() < 0 && errno == ENOENT) return {};
-  if (fd.get() < 0) fail(path, std::strerror(errno));
+  if (fd.get() < 0) fail_to_read(path, std::strerror(errno));
   struct stat status {};
-  if (fstat(fd.get(), &status) != 0) fail(path, std::strerror(errno));
-  if (!S_ISREG(status.st_mode)) fail(path, "not a regular file");
-  if (status.st_size > LIST_SIZE_LIMIT) fail(path, "it is far too large for a list of users");
+  if (fstat(fd.get(), &status) != 0) fail_to_read(path, std::strerror(errno));
+  if (!S_ISREG(status.st_mode)) fail_to_read(path, "not a regular file");
+  if (status.st_size > LIST_SIZE_LIMIT)
+    fail_to_read(path, "it is far too large for a list of users");
   std::string text;
-  if (!read_whole(fd.get(), text)) fail(path, std::strerror(errno));
+  if (!read_whole(fd.get(), text)) fail_to_read(path, std::strerror(errno));
   UserList list = parse_user_list(text);
   list.exists = true;
   list.written = status.st_mtime;

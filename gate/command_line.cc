@@ -1,87 +1,120 @@
 #include "gate/command_line.h"
 
-#include <CLI/CLI.hpp>
+#include <getopt.h>
+
 #include <cstdio>
+#include <optional>
+#include <stdexcept>
 #include <string>
 
+#include "common/port_number.h"
 #include "gate/enforcer.h"
 #include "gate/gate_loop.h"
 
 namespace webauth {
 namespace {
 
-constexpr char DESCRIPTION[] =
-    "Takes the place of the web-auth kernel module. With --enforce it holds back the clients of an "
-    "interface with nftables and lets through those that the daemon names. Without, it keeps the "
-    "tables that the daemon describes, prints every message, and sends events on command; commands "
-    "on standard input: online KIND IP MAC (KIND mac, ip, user or a number), offline IP, "
-    "check-expiry IP, list.";
+constexpr char USAGE[] =
+    "usage: webauth-gate --enforce --lan IFACE [--portal-port N] [--portal-tls-port N]\n"
+    "                    [--no-ipv6] [--state-dir DIR] [--verbose]\n"
+    "       webauth-gate --remove [--state-dir DIR]\n"
+    "       webauth-gate [--exit-on-eof]\n"
+    "Takes the place of the web-auth kernel module.\n"
+    "  --enforce            hold back the clients of an interface with nftables, and let through\n"
+    "                       those that the daemon names\n"
+    "  --lan IFACE          the interface behind which the clients are\n"
+    "  --wan IFACE          ignored: everything but the LAN is outside\n"
+    "  --portal-port N      local TCP port to which port 80 of held-back clients is redirected; "
+    "8080\n"
+    "  --portal-tls-port N  one more local TCP port that is open to them; 8443\n"
+    "  --no-ipv6            the IPv6 of a user does not pass with it\n"
+    "  --verbose            print every message and event\n"
+    "  --remove             take every rule and all state away\n"
+    "  --state-dir DIR      what must outlive a kill; /run/webauth-gate\n"
+    "Without --enforce or --remove it keeps the tables that the daemon describes, prints every\n"
+    "message, and takes commands on standard input: online KIND IP MAC (KIND mac, ip, user or a\n"
+    "number), offline IP, check-expiry IP, list.\n"
+    "  --exit-on-eof        end when standard input ends, instead of serving on\n";
+
+// By hand, since a library for it would be larger than the rest of the program.
+constexpr option OPTIONS[] = {{"enforce", no_argument, nullptr, 'e'},
+                              {"lan", required_argument, nullptr, 'l'},
+                              {"wan", required_argument, nullptr, 'w'},
+                              {"portal-port", required_argument, nullptr, 'p'},
+                              {"portal-tls-port", required_argument, nullptr, 't'},
+                              {"no-ipv6", no_argument, nullptr, '4'},
+                              {"verbose", no_argument, nullptr, 'v'},
+                              {"remove", no_argument, nullptr, 'r'},
+                              {"state-dir", required_argument, nullptr, 's'},
+                              {"exit-on-eof", no_argument, nullptr, 'x'},
+                              {"help", no_argument, nullptr, 'h'},
+                              {"version", no_argument, nullptr, 'V'},
+                              {nullptr, 0, nullptr, 0}};
 
 struct Options {
   bool enforce = false;
   bool remove = false;
   bool exit_on_eof = false;
-  bool no_ipv6 = false;
-  std::string wan;  // taken, and not needed
+  bool is_of_enforcing = false;  // one was given that has a meaning with --enforce alone
   EnforceOptions enforcing;
 };
 
-void add_options(CLI::App& app, Options& options) {
-  EnforceOptions& enforcing = options.enforcing;
-  CLI::Option* enforce = app.add_flag("--enforce", options.enforce, "hold back for real");
-  app.add_option("--lan", enforcing.rules.lan, "the interface behind which the clients are")
-      ->needs(enforce)
-      ->check([](const std::string& name) {
-        return is_interface_name(name) ? "" : "is not the name of an interface";
-      });
-  app.add_option("--portal-port", enforcing.rules.portal_port,
-                 "local TCP port to which port 80 of held-back clients is redirected")
-      ->needs(enforce)
-      ->check(CLI::Range(1, 65535))
-      ->capture_default_str();
-  app.add_option("--portal-tls-port", enforcing.rules.portal_tls_port,
-                 "one more local TCP port that is open to them")
-      ->needs(enforce)
-      ->check(CLI::Range(1, 65535))
-      ->capture_default_str();
-  app.add_option("--wan", options.wan, "ignored: everything but the LAN is outside")
-      ->needs(enforce);
-  app.add_flag("--no-ipv6", options.no_ipv6, "the IPv6 of a user does not pass with it")
-      ->needs(enforce);
-  app.add_flag("--verbose", enforcing.verbose, "print every message and event")->needs(enforce);
-  CLI::Option* remove =
-      app.add_flag("--remove", options.remove, "take every rule and all state away")
-          ->excludes(enforce);
-  app.add_option("--state-dir", enforcing.state_folder, "what must outlive a kill")
-      ->capture_default_str();
-  app.add_flag("--exit-on-eof", options.exit_on_eof,
-               "end when standard input ends, instead of serving on")
-      ->excludes(enforce)
-      ->excludes(remove);
+void check_options(const Options& options) {
+  const std::string& lan = options.enforcing.rules.lan;
+  if (options.enforce + options.remove + options.exit_on_eof > 1) {
+    throw std::runtime_error("--enforce, --remove and --exit-on-eof exclude each other");
+  }
+  if (options.is_of_enforcing && !options.enforce) {
+    throw std::runtime_error("--enforce is missing");
+  }
+  if (options.enforce && lan.empty()) throw std::runtime_error("--enforce needs --lan IFACE");
+  if (options.enforce && !is_interface_name(lan)) {
+    throw std::runtime_error("'" + lan + "' is not the name of an interface");
+  }
 }
 
-int run(Options& options) {
-  options.enforcing.rules.ipv6 = !options.no_ipv6;
-  if (options.remove) {
-    remove_enforcement(options.enforcing.state_folder);
-    return 0;
+void take_option(Options& options, int code) {
+  EnforceOptions& enforcing = options.enforcing;
+  if (code == 'e') options.enforce = true;
+  if (code == 'r') options.remove = true;
+  if (code == 'x') options.exit_on_eof = true;
+  if (code == 'l') enforcing.rules.lan = optarg;
+  if (code == 'p') enforcing.rules.portal_port = read_port(optarg);
+  if (code == 't') enforcing.rules.portal_tls_port = read_port(optarg);
+  if (code == '4') enforcing.rules.ipv6 = false;
+  if (code == 'v') enforcing.verbose = true;
+  if (code == 's') enforcing.state_folder = optarg;
+  if (std::string("lwpt4v").find(static_cast<char>(code)) != std::string::npos) {
+    options.is_of_enforcing = true;
   }
-  if (!options.enforce) return run_gate(options.exit_on_eof);
-  if (options.enforcing.rules.lan.empty()) throw std::runtime_error("--enforce needs --lan IFACE");
-  return run_enforcer(options.enforcing);
+}
+
+// Nothing when only help or the version was wanted, which is then printed.
+std::optional<Options> read_options(int argc, char** argv) {
+  Options options;
+  for (int code; (code = getopt_long(argc, argv, "", OPTIONS, nullptr)) != -1;) {
+    if (code == '?') throw std::runtime_error("see webauth-gate --help");
+    if (code == 'h' || code == 'V') {
+      std::fputs(code == 'h' ? USAGE : "webauth-gate " WEBAUTHD_VERSION "\n", stdout);
+      return {};
+    }
+    take_option(options, code);
+  }
+  if (optind < argc) throw std::runtime_error(std::string("not understood: ") + argv[optind]);
+  check_options(options);
+  return options;
 }
 
 }  // namespace
 
 int run_webauth_gate(int argc, char** argv) {
-  CLI::App app(DESCRIPTION);
-  Options options;
-  add_options(app, options);
   try {
-    app.parse(argc, argv);
-    return run(options);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 1;
+    const auto options = read_options(argc, argv);
+    if (!options) return 0;
+    if (options->enforce) return run_enforcer(options->enforcing);
+    if (!options->remove) return run_gate(options->exit_on_eof);
+    remove_enforcement(options->enforcing.state_folder);
+    return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "webauth-gate: %s\n", error.what());
     return 1;

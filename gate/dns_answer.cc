@@ -46,13 +46,12 @@ std::string read_name(Reader& reader) {
     } else if (length == 0) {
       if (pointers == 0) reader.at = label.at;
       return name;
-    } else if (length > 63 || name.size() + length + 1 >= LONGEST_DNS_NAME) {
-      break;
-    } else if (const std::size_t begin = label.at - 1; begin + 1 + length <= label.bytes.size()) {
+    } else {
+      const std::size_t begin = label.at - 1;
+      const bool is_long = length > 63 || name.size() + length + 1 >= LONGEST_DNS_NAME;
+      if (is_long || begin + 1 + length > label.bytes.size()) break;
       name += label.bytes.substr(begin, length + 1);
       label.skip(length);
-    } else {
-      break;
     }
   }
   reader.at = reader.bytes.size() + 1;
@@ -131,11 +130,12 @@ DnsAnswer read_dns_answer(std::string_view message) {
 }
 
 std::string_view udp_payload(std::string_view packet) {
-  constexpr std::size_t IP6_HEADER = 40;
+  constexpr std::size_t IP6_HEADER_SIZE = 40;
   constexpr std::size_t UDP_HEADER = 8;
   if (packet.empty()) return {};
   const auto first = static_cast<unsigned char>(packet[0]);
-  const std::size_t begin = (first >> 4 == 6 ? IP6_HEADER : (first & 0xfU) * 4) + UDP_HEADER;
+  const std::size_t ip4_header = std::size_t{4} * (first & 0xfU);
+  const std::size_t begin = (first >> 4 == 6 ? IP6_HEADER_SIZE : ip4_header) + UDP_HEADER;
   return begin < packet.size() ? packet.substr(begin) : std::string_view{};
 }
 

@@ -31,7 +31,7 @@
 namespace webauth {
 namespace {
 
-constexpr int MESSAGES_PER_PASS = 512;  // one transaction, or a few
+constexpr int DAEMON_MESSAGES_PER_PASS = 512;  // one transaction, or a few
 constexpr Millis SEND_RETRY = 20;
 constexpr Millis RECONCILE_AFTER = 200;
 constexpr std::uint32_t LEAST_TTL = 3'600;
@@ -76,7 +76,7 @@ void serve_daemon(Enforcer& gate) {
   Effects effects;
   Datagram datagram;
   bool has_news = false;
-  for (int i = 0; i < MESSAGES_PER_PASS && receive_datagram(gate.daemon, datagram); ++i) {
+  for (int i = 0; i < DAEMON_MESSAGES_PER_PASS && receive_datagram(gate.daemon, datagram); ++i) {
     if (datagram.from_us && serve_message(gate, datagram, effects)) has_news = true;
   }
   carry_out(gate, std::move(effects));

@@ -11,7 +11,7 @@
 namespace webauth {
 namespace {
 
-constexpr char USAGE[] = "use: online KIND IP MAC | offline IP | check-expiry IP | list";
+constexpr char COMMANDS[] = "use: online KIND IP MAC | offline IP | check-expiry IP | list";
 
 std::vector<std::string_view> split_words(std::string_view line) {
   constexpr std::string_view BLANKS = " \t\r";
@@ -36,7 +36,7 @@ std::optional<std::uint32_t> parse_kind(std::string_view word) {
 }
 
 std::optional<GateCommand> refuse(std::string& problem, const char* what, std::string_view word) {
-  problem = std::string(what) + " '" + terminal_text(word) + "'; " + USAGE;
+  problem = std::string(what) + " '" + terminal_text(word) + "'; " + COMMANDS;
   return {};
 }
 

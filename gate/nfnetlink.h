@@ -26,6 +26,9 @@ struct Nfnetlink {
   [[nodiscard]] std::uint32_t port() const { return mnl_socket_get_portid(socket.get()); }
 };
 
+/// The netlink type of a message of nftables.
+constexpr int nft_type(int message) { return NFNL_SUBSYS_NFTABLES << 8 | message; }
+
 /// A socket of NETLINK_NETFILTER, with a receive buffer of `bytes`. Throws std::runtime_error.
 Nfnetlink open_nfnetlink(int bytes = 1 << 20);
 

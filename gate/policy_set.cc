@@ -10,7 +10,7 @@ namespace {
 constexpr char WRITTEN[] = "flags timeout; gc-interval 1h;";
 constexpr char ENDING[] = "flags timeout; gc-interval 1m;";
 constexpr char LEARNED[] = "flags timeout; gc-interval 1m; size 16384;";  // with expired ones
-constexpr char GRACE[] = "flags timeout; timeout 5s;";
+constexpr char GRACE_FLAGS[] = "flags timeout; timeout 5s;";
 constexpr char SEEN[] = "flags dynamic,timeout; timeout 365d; gc-interval 1h; size 131072;";
 constexpr char RATE[] = "flags dynamic,timeout; timeout 10m; gc-interval 1m; size 131072;";
 constexpr char SEEN_LATELY[] = "flags dynamic,timeout; timeout 1h; gc-interval 1m; size 131072;";
@@ -44,8 +44,8 @@ const SetShape SET_SHAPES[POLICY_SET_COUNT] = {
     {"ips", "ipv4_addr", WRITTEN},
     {"garden", "ipv4_addr", WRITTEN},
     {"garden_learned", "ipv4_addr", LEARNED},
-    {"grace_ips", "ipv4_addr", GRACE},
-    {"grace_macs", "ether_addr", GRACE},
+    {"grace_ips", "ipv4_addr", GRACE_FLAGS},
+    {"grace_macs", "ether_addr", GRACE_FLAGS},
     {"reported", "ether_addr . ipv4_addr", WRITTEN},
     {"ended", "ipv4_addr", WRITTEN},
     {"seen_users", "ipv4_addr", SEEN},

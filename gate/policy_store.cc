@@ -25,8 +25,6 @@ constexpr std::uint8_t COMMENT_TYPE = 0;  // as nft marks what it shows as comme
 constexpr char COMMENT_OUT[] = "idle %u s, check %u s, %" PRId64 " to %" PRId64 " ms";
 constexpr char COMMENT_IN[] = "idle %u s, check %u s, %" SCNd64 " to %" SCNd64 " ms";
 
-constexpr int nft_type(int message) { return NFNL_SUBSYS_NFTABLES << 8 | message; }
-
 // "<type><length><text><NUL>" with what a successor must know, also to be read by an operator.
 void put_comment(nlmsghdr* header, const UserData& data) {
   char comment[96];

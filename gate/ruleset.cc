@@ -132,6 +132,10 @@ std::string forward_rules(const RulesetOptions& options) {
 
 // To the router itself. Replies to what the router asks are let in, not more of what a client
 // began.
+constexpr char NEIGHBOUR_DISCOVERY[] =
+    "icmpv6 type { nd-router-solicit, nd-neighbor-solicit, nd-neighbor-advert, "
+    "mld-listener-report, mld2-listener-report } accept";
+
 std::string input_rules(const RulesetOptions& options) {
   const std::string ports =
       std::to_string(options.portal_port) + ", " + std::to_string(options.portal_tls_port);
@@ -142,9 +146,7 @@ std::string input_rules(const RulesetOptions& options) {
                      "ip saddr @ips accept",
                      options.ipv6 ? "meta nfproto ipv6 ether saddr @user_macs accept" : "continue",
                      "udp dport 67 accept", "ip6 saddr fe80::/10 udp dport 547 accept",
-                     "icmpv6 type { nd-router-solicit, nd-neighbor-solicit, nd-neighbor-advert, "
-                     "mld-listener-report, mld2-listener-report } accept",
-                     std::string(IS_SPOOFED) + " drop", "udp dport 53 accept",
+                     NEIGHBOUR_DISCOVERY, std::string(IS_SPOOFED) + " drop", "udp dport 53 accept",
                      "tcp dport { 53, " + ports + " } accept",
                      "icmp type echo-request limit rate 20/second accept",
                      "icmpv6 type echo-request limit rate 20/second accept", "goto refuse"}) +

@@ -43,7 +43,7 @@ struct VisitorKey {
   std::uint32_t ip;
   MacAddress mac;
 
-  auto operator<=>(const VisitorKey&) const = default;
+  auto operator<=>(const VisitorKey&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 struct Visitor {
@@ -68,7 +68,7 @@ struct Timer {
   bool is_user;
   VisitorKey key;  ///< of a user the address alone
 
-  auto operator<=>(const Timer&) const = default;
+  auto operator<=>(const Timer&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 struct Timeouts {

@@ -12,6 +12,7 @@ namespace {
 // In host byte order, so that addresses sort as they read.
 std::vector<std::uint32_t> sorted(const std::set<std::uint32_t>& ips) {
   std::vector<std::uint32_t> numbers;
+  numbers.reserve(ips.size());
   for (const std::uint32_t ip : ips) numbers.push_back(ntohl(ip));
   std::sort(numbers.begin(), numbers.end());
   return numbers;

@@ -21,8 +21,6 @@ namespace {
 
 constexpr int MOST_PASSES = 16;  // through what was told, while more comes
 
-constexpr int nft_type(int message) { return NFNL_SUBSYS_NFTABLES << 8 | message; }
-
 // A datagram holds what one owner of a port has done: of the gate's own nothing is to be told, an
 // element at a time.
 int pass_others_only(int fd, std::uint32_t own_port) {

@@ -12,6 +12,7 @@
 #include <stdexcept>
 
 #include "common/file.h"
+#include "common/text_line.h"
 #include "portal/page_style.h"
 
 namespace webauth {
@@ -49,21 +50,16 @@ std::optional<std::string> read_file(Loader& loader, const std::string& name, st
   return {};
 }
 
-std::string_view trimmed(std::string_view text) {
-  const std::size_t begin = std::min(text.find_first_not_of(" \t\r"), text.size());
-  return text.substr(begin, text.find_last_not_of(" \t\r") + 1 - begin);
-}
-
 // Calls `take` with key and value of each KEY = VALUE line; "#" begins a comment.
 template <typename Take>
 void for_each_setting(std::string_view text, Take take) {
+  constexpr std::string_view BLANKS = " \t\r";
   while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    const std::string_view line = trimmed(text.substr(0, end));
-    text.remove_prefix(std::min(end + 1, text.size()));
+    const std::string_view line = trimmed(take_line(text), BLANKS);
     if (line.empty() || line[0] == '#') continue;
     const std::size_t sign = std::min(line.find('='), line.size());
-    take(trimmed(line.substr(0, sign)), trimmed(line.substr(std::min(sign + 1, line.size()))));
+    take(trimmed(line.substr(0, sign), BLANKS),
+         trimmed(line.substr(std::min(sign + 1, line.size())), BLANKS));
   }
 }
 

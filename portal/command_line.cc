@@ -3,13 +3,13 @@
 #include <getopt.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
+#include "common/port_number.h"
 #include "portal/portal_loop.h"
 
 namespace webauth {
@@ -26,25 +26,12 @@ constexpr char USAGE[] =
     "  --tls-port N  its port; 8443\n";
 
 // By hand, since a library for it would be larger than the rest of the program.
-constexpr option OPTIONS[] = {{"lan", required_argument, nullptr, 'l'},
-                              {"port", required_argument, nullptr, 'p'},
-                              {"tls-port", required_argument, nullptr, 't'},
-                              {"name", required_argument, nullptr, 'n'},
-                              {"cert", required_argument, nullptr, 'c'},
-                              {"key", required_argument, nullptr, 'k'},
-                              {"config", required_argument, nullptr, 'd'},
-                              {"help", no_argument, nullptr, 'h'},
-                              {nullptr, 0, nullptr, 0}};
-
-std::uint16_t read_port(std::string_view text) {
-  std::uint16_t port = 0;
-  const char* const end = text.data() + text.size();
-  const auto [next, error] = std::from_chars(text.data(), end, port);
-  if (error != std::errc{} || next != end || port == 0) {
-    throw std::runtime_error(std::string(text) + " is not a port");
-  }
-  return port;
-}
+constexpr option OPTIONS[] = {
+    {"lan", required_argument, nullptr, 'l'},      {"port", required_argument, nullptr, 'p'},
+    {"tls-port", required_argument, nullptr, 't'}, {"name", required_argument, nullptr, 'n'},
+    {"cert", required_argument, nullptr, 'c'},     {"key", required_argument, nullptr, 'k'},
+    {"config", required_argument, nullptr, 'd'},   {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'V'},        {nullptr, 0, nullptr, 0}};
 
 // It stands in headers and pages, so it must be what it is called.
 bool is_host_name(std::string_view text) {
@@ -66,12 +53,15 @@ void check_options(const PortalOptions& options, bool has_tls_port) {
   }
 }
 
-// Nothing when only help was wanted.
+// Nothing when only help or the version was wanted, which is then printed.
 std::optional<PortalOptions> read_options(int argc, char** argv) {
   PortalOptions options;
   bool has_tls_port = false;
   for (int code; (code = getopt_long(argc, argv, "", OPTIONS, nullptr)) != -1;) {
-    if (code == 'h') return {};
+    if (code == 'h' || code == 'V') {
+      std::fputs(code == 'h' ? USAGE : "webauth-portal " WEBAUTHD_VERSION "\n", stdout);
+      return {};
+    }
     if (code == 'l') options.lan = optarg;
     if (code == 'p') options.port = read_port(optarg);
     if (code == 't') options.tls_port = read_port(optarg);
@@ -92,9 +82,7 @@ std::optional<PortalOptions> read_options(int argc, char** argv) {
 int run_webauth_portal(int argc, char** argv) {
   try {
     const auto options = read_options(argc, argv);
-    if (options) return run_portal(*options);
-    std::fputs(USAGE, stdout);
-    return 0;
+    return options ? run_portal(*options) : 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "webauth-portal: %s\n", error.what());
     return 1;

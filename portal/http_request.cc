@@ -4,6 +4,8 @@
 #include <charconv>
 #include <optional>
 
+#include "common/text_line.h"
+
 namespace webauth {
 namespace {
 
@@ -20,15 +22,9 @@ bool is_token(std::string_view text) {
   });
 }
 
-bool has_control(std::string_view text) {
+bool has_control_byte(std::string_view text) {
   return std::any_of(text.begin(), text.end(),
                      [](unsigned char c) { return (c < ' ' && c != '\t') || c == 0x7f; });
-}
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(" \t");
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
 }
 
 // A name, an IPv4 address or an IPv6 address in brackets, and a port or none: RFC 3986, 3.2.
@@ -51,7 +47,7 @@ bool is_host(std::string_view text) {
 }
 
 // Cuts the first line off, without its CRLF or LF.
-std::string_view take_line(std::string_view& text) {
+std::string_view take_head_line(std::string_view& text) {
   const std::size_t end = std::min(text.find('\n'), text.size());
   std::string_view line = text.substr(0, end);
   text.remove_prefix(std::min(end + 1, text.size()));
@@ -93,7 +89,7 @@ bool read_target(std::string_view target, Head& head) {
 int read_request_line(std::string_view line, Head& head) {
   const std::size_t first = line.find(' ');
   const std::size_t last = line.rfind(' ');
-  if (first == std::string_view::npos || first == last || has_control(line)) return 400;
+  if (first == std::string_view::npos || first == last || has_control_byte(line)) return 400;
   const std::string_view target = line.substr(first + 1, last - first - 1);
   const std::string_view version = line.substr(last + 1);
   if (!is_token(line.substr(0, first)) || target.find_first_of(" \t") != target.npos) return 400;
@@ -108,7 +104,7 @@ bool read_field(std::string_view line, Head& head) {
   if (colon == std::string_view::npos || !is_token(line.substr(0, colon))) return false;
   const std::string_view name = line.substr(0, colon);
   const std::string_view value = trimmed(line.substr(colon + 1));
-  if (has_control(value)) return false;
+  if (has_control_byte(value)) return false;
   Request& request = head.request;
   if (is_same_word(name, "host")) {
     request.host = value;
@@ -176,9 +172,9 @@ HeadResult read_head(std::string_view bytes) {
   Head head;
   head.request.head_size = begin + size;
   std::string_view lines = bytes.substr(begin, size);
-  const int status = read_request_line(take_line(lines), head);
+  const int status = read_request_line(take_head_line(lines), head);
   if (status != 200) return {.status = status, .request = head.request};
-  for (std::string_view line = take_line(lines); !line.empty(); line = take_line(lines)) {
+  for (std::string_view line = take_head_line(lines); !line.empty(); line = take_head_line(lines)) {
     if (!read_field(line, head)) return {.status = 400, .request = head.request};
   }
   if (head.target_host) head.request.host = *head.target_host;

@@ -19,7 +19,7 @@ namespace {
 
 using Phase = LoginDesk::Phase;
 
-constexpr std::int64_t PATIENCE = 60'000'000;   // with the daemon, for each request
+constexpr std::int64_t DAEMON_PATIENCE = 60'000'000;  // with the daemon, for each request
 constexpr std::int64_t CUT_PATIENCE = 200'000;  // until it has read a cut; it may be in a login
 constexpr std::int64_t CUT_LOOK = 1'000;
 constexpr std::int64_t RETRY = 20'000;  // when the daemon has no room
@@ -40,7 +40,7 @@ void finish(LoginDesk& desk, LoginOutcome outcome) {
 void begin_try(LoginDesk& desk, bool cut, std::int64_t now) {
   ++desk.tries;
   desk.phase = cut ? Phase::CUTTING : Phase::CONNECTING;
-  desk.give_up_at = now + PATIENCE;
+  desk.give_up_at = now + DAEMON_PATIENCE;
   desk.next_step_at = now;
 }
 

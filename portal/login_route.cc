@@ -14,7 +14,8 @@
 namespace webauth {
 namespace {
 
-constexpr std::int64_t PATIENCE = 2'000'000;  // of a browser that waits for a login or a cut
+constexpr std::int64_t BROWSER_PATIENCE =
+    2'000'000;  // of a browser that waits for a login or a cut
 constexpr std::int64_t RETRY_QUEUE_SECONDS = 10;
 
 LoginRules rules_of(LoginMethod method) {
@@ -77,7 +78,7 @@ std::optional<Response> queue_login(Portal& portal, const Visit& visit, const Vi
                             .id = visit.id,
                             .viewer = viewer,
                             .mac = login.mac,
-                            .until = steady_microseconds() + PATIENCE,
+                            .until = steady_microseconds() + BROWSER_PATIENCE,
                             .user = login.user});
   portal.desk.queue.push_back(std::move(login));
   return {};
@@ -128,7 +129,7 @@ std::optional<Response> log_out(Portal& portal, const Visit& visit) {
                             .id = visit.id,
                             .viewer = viewer,
                             .mac = visitor_mac(current_lan(portal), portal.neighbours, visit.ip),
-                            .until = steady_microseconds() + PATIENCE,
+                            .until = steady_microseconds() + BROWSER_PATIENCE,
                             .user{},
                             .is_cut_sent = sending == Sending::SENT});
   return {};

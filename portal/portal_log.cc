@@ -21,7 +21,7 @@ struct CauseRow {
 };
 
 // In the order of Cause. What attempts bound already may say more than what floods do.
-constexpr CauseRow ROWS[] = {
+constexpr CauseRow CAUSE_ROWS[] = {
     {"login refused: name or password is wrong", 10},
     {"login refused: name or password may not be sent", 1},
     {"login refused by the mail server or the name rule", 10},
@@ -35,7 +35,7 @@ constexpr CauseRow ROWS[] = {
     {"an address that may not log in", 1},
     {"connection closed to make room", 1},
 };
-static_assert(std::size(ROWS) == CAUSE_COUNT);
+static_assert(std::size(CAUSE_ROWS) == CAUSE_COUNT);
 
 }  // namespace
 
@@ -57,7 +57,7 @@ void log_line(const PortalLog& log, int priority, const std::string& text) {
 
 void log_refusal(PortalLog& log, Cause cause, std::uint32_t ip, std::int64_t now) {
   PortalLog::Minute& minute = log.minutes[static_cast<std::size_t>(cause)];
-  const CauseRow& row = ROWS[static_cast<std::size_t>(cause)];
+  const CauseRow& row = CAUSE_ROWS[static_cast<std::size_t>(cause)];
   if (minute.begin == 0 || now - minute.begin >= MINUTE) {
     minute.begin = now;
     minute.lines = 0;

@@ -16,7 +16,7 @@ struct TextRow {
 };
 
 // In the order of Text.
-constexpr TextRow ROWS[] = {
+constexpr TextRow TEXT_ROWS[] = {
     {"title", {"Network login", "Anmeldung im Netz", "网络登录"}},
     {"direction", {"ltr", "ltr", "ltr"}},
     {"name", {"User name", "Benutzername", "用户名"}},
@@ -92,7 +92,7 @@ constexpr TextRow ROWS[] = {
      {"Please read first: the button works in a moment.",
       "Bitte erst lesen: Die Taste geht gleich.", "请先阅读内容，按钮稍后可用。"}},
 };
-static_assert(std::size(ROWS) == TEXT_COUNT);
+static_assert(std::size(TEXT_ROWS) == TEXT_COUNT);
 
 // Thousandths; 0 for what is no weight.
 int read_weight(std::string_view text) {
@@ -135,7 +135,7 @@ std::vector<Language> built_in_languages() {
   for (std::size_t i = 0; i < BUILT_IN; ++i) {
     languages[i].tag = TAGS[i];
     for (std::size_t text = 0; text < TEXT_COUNT; ++text) {
-      languages[i].texts[text] = ROWS[text].texts[i];
+      languages[i].texts[text] = TEXT_ROWS[text].texts[i];
     }
   }
   return languages;
@@ -143,7 +143,7 @@ std::vector<Language> built_in_languages() {
 
 std::optional<Text> find_text(std::string_view key) {
   for (std::size_t i = 0; i < TEXT_COUNT; ++i) {
-    if (key == ROWS[i].key) return static_cast<Text>(i);
+    if (key == TEXT_ROWS[i].key) return static_cast<Text>(i);
   }
   return {};
 }

@@ -2,7 +2,8 @@
 // of the shell, to which $daemon and $gate are processes. Behind it stands what must then be seen,
 // in the order of its causes: what the mail server heard, replies, the daemon's output, the
 // published list when it is written, log records, messages to the kernel module, and what a tool
-// printed; or which earlier step of its kind went the same way. "$" marks the end of a text.
+// printed; or which earlier step of its kind went the same way. "$" marks the end of a text. What
+// begins with a word of "> hide" is not shown from there on.
 // WRITE_SCENARIOS in the environment writes the files anew; read the difference.
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -78,6 +79,9 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
     }
     Lines seen = effects();
     if (seen == DEFAULT_START) seen.clear();
+    std::erase_if(seen, [this](const std::string& effect) {
+      return std::count(hidden_.begin(), hidden_.end(), effect.substr(0, effect.find(' '))) > 0;
+    });
     std::string text;
     for (const std::string& effect : seen) text += terminal_text(effect) + "$\n";
     if (seen.size() < 2) return text;
@@ -130,6 +134,8 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
       close_kernel_side();
     } else if (verb == "reset") {
       reset();
+    } else if (verb == "hide") {
+      hidden_ = words_of(rest);
     } else {
       tell_gate(verb, rest);
     }
@@ -219,7 +225,7 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
   std::map<std::string, FdGuard> clients_;
   bool stopped_ = false;
   ino_t list_file_ = 0;
-  Lines list_;
+  Lines list_, hidden_;
   Program shell_, gate_;
   std::optional<FdGuard> gate_input_, logins_, controls_;
   std::string asked_;

@@ -23,16 +23,16 @@ namespace {
 
 constexpr std::uint32_t EXPIRY_RECHECK_SECONDS = 600;
 
-constexpr char ONLINE_LINE[] =
+constexpr char ACCOUNT_ONLINE_LINE[] =
     "@#@ log_info n %s  - webident - -v ident.userident  ident.webidentup "
     "ident.useridentname +  %s ";
 // An earlier login that ends is reported with the key of one that begins.
-constexpr char REPLACED_LINE[] =
+constexpr char ACCOUNT_REPLACED_LINE[] =
     "@#@ log_info n %s  - webident - -v ident.userident  ident.webidentup "
     "ident.useridentname  + %s ";
 
-void report_replaced(const OnlineUser& user) {
-  syslog(LOG_LINE_PRIORITY, REPLACED_LINE, client_text(user).c_str(), user.user.c_str());
+void report_replaced_account(const OnlineUser& user) {
+  syslog(LOG_LINE_PRIORITY, ACCOUNT_REPLACED_LINE, client_text(user).c_str(), user.user.c_str());
 }
 
 // Judges the account's limit and puts what is left of it into the admission. False: none is left.
@@ -76,7 +76,7 @@ int login_local_account(int connection, const LoginRequest& request, AccountTabl
     return 0;
   }
   if (multi_user == 0) {  // the online time of the earlier login is not charged to the account
-    end_earlier_login(online_users, field_text(request.user), report_replaced);
+    end_earlier_login(online_users, field_text(request.user), report_replaced_account);
   }
 
   const Position found = find_by_user(accounts, field_text(request.user));
@@ -96,7 +96,8 @@ int login_local_account(int connection, const LoginRequest& request, AccountTabl
     write_registration_file(REGISTRATION_TEMP_FILE, online_users);
   }
   log_session(TITLE_USER, KEY_USER_ON, account);
-  syslog(LOG_LINE_PRIORITY, ONLINE_LINE, client_text(account).c_str(), account.user.c_str());
+  syslog(LOG_LINE_PRIORITY, ACCOUNT_ONLINE_LINE, client_text(account).c_str(),
+         account.user.c_str());
   return 0;
 }
 

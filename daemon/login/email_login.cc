@@ -27,10 +27,10 @@ namespace {
 
 constexpr std::size_t LONGEST_NAME_AND_SUFFIX = 88;
 
-constexpr char ONLINE_LINE[] =
+constexpr char EMAIL_ONLINE_LINE[] =
     "@#@ log_info n  %s  - webident - -v ident.emailident  ident.webidentup  "
     "ident.emailidentname + %s";
-constexpr char REPLACED_LINE[] =
+constexpr char EMAIL_REPLACED_LINE[] =
     "@#@ log_info n %s - webident - -v ident.emailident  ident.webidentdown  "
     "ident.emailidentname + %s ";
 constexpr char REPLACED_NOTICE[] = "%s,%d ip: %s %s \r\n";
@@ -54,9 +54,9 @@ int probe(const std::string& user, const std::string& password) {
   return ask(mail_server_host, mail_server_port, user.c_str(), password.c_str());
 }
 
-void report_replaced(const OnlineUser& user) {
+void report_replaced_email(const OnlineUser& user) {
   const std::string client = client_text(user);
-  syslog(LOG_LINE_PRIORITY, REPLACED_LINE, client.c_str(), user.user.c_str());
+  syslog(LOG_LINE_PRIORITY, EMAIL_REPLACED_LINE, client.c_str(), user.user.c_str());
   std::printf(REPLACED_NOTICE, REPLACED_NOTICE_NAME, REPLACED_NOTICE_NUMBER, client.c_str(),
               user.user.c_str());
   std::fflush(stdout);
@@ -88,7 +88,7 @@ int login_email(int connection, const LoginRequest& request, OnlineUserTable& on
     return 0;
   }
   const KernelMessage admission = user_entry_message(ADD_ENTRY, user.ip.c_str());
-  if (multi_user == 0) end_earlier_login(online_users, user.user, report_replaced);
+  if (multi_user == 0) end_earlier_login(online_users, user.user, report_replaced_email);
   if (admission.ip == INADDR_NONE) end_process();  // only now: the earlier login has ended
   send_kernel_message_or_exit(admission);
   send_login_reply(connection, LOGIN_ACCEPTED);
@@ -97,7 +97,7 @@ int login_email(int connection, const LoginRequest& request, OnlineUserTable& on
   write_registration_file(REGISTRATION_TEMP_FILE, online_users);
   (void)email_group_update(EMAIL_GROUP_ADD, admission.ip);
   log_session(TITLE_USER, KEY_USER_ON, user);
-  syslog(LOG_LINE_PRIORITY, ONLINE_LINE, client_text(user).c_str(), user.user.c_str());
+  syslog(LOG_LINE_PRIORITY, EMAIL_ONLINE_LINE, client_text(user).c_str(), user.user.c_str());
   return 0;
 }
 

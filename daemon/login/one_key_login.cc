@@ -18,7 +18,7 @@
 namespace webauth {
 namespace {
 
-constexpr char ONLINE_LINE[] =
+constexpr char ONE_KEY_ONLINE_LINE[] =
     "@#@ log_info n %s  - webident - -v ident.onekeyident ident.webidentup";
 // A refresh is reported as a local user's, although no local account has to do with it.
 constexpr char REFRESH_LINE[] =
@@ -59,7 +59,7 @@ int login_one_key(int connection, const LoginRequest& request, OnlineUserTable& 
     write_registration_file(REGISTRATION_TEMP_FILE, online_users);
   }
   log_user(KEY_USER_ON, user);
-  syslog(LOG_LINE_PRIORITY, ONLINE_LINE, client_text(user).c_str());
+  syslog(LOG_LINE_PRIORITY, ONE_KEY_ONLINE_LINE, client_text(user).c_str());
   return 0;
 }
 

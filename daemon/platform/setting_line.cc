@@ -1,16 +1,8 @@
 #include "daemon/platform/setting_line.h"
 
+#include "common/text_line.h"
+
 namespace webauth {
-namespace {
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(" \t");
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
-}
-
-}  // namespace
-
 std::optional<Setting> read_setting(std::string_view line) {
   line = line.substr(0, line.find('\0'));
   if (line.ends_with('\r')) line.remove_suffix(1);

@@ -44,6 +44,10 @@ debian_unpack() {
     dpkg-deb -x "$package" "$folder"
   done
   rm -f "$target/apt-$arch"/archives/*.deb
+  # Links that begin at the root would lead out of the folder.
+  find "$folder" -type l -lname '/*' -printf '%l %p\n' | while read -r place link; do
+    ln -sfr "$folder$place" "$link"
+  done
 }
 
 # The same without what they depend on.
