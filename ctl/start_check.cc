@@ -42,7 +42,8 @@ void find_at_socket(const char* path, Reasons& reasons) {
   if (lstat(path, &status) == 0 && S_ISDIR(status.st_mode)) {
     reasons.push_back(std::string(path) + " is a directory: the socket has no place");
   }
-  const std::string folder(path, std::strrchr(path, '/'));
+  std::string folder(path);
+  folder.resize(folder.rfind('/'));
   if (access(folder.c_str(), W_OK | X_OK) != 0) {
     reasons.push_back("no socket can be made in " + folder + ": " + std::strerror(errno));
   }
