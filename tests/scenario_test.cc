@@ -73,8 +73,9 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
     settle();
     if (gate_.pid() > 0 && gate_.wait_until(Sleep::POLL, [this] { go_on(); })) settle();
     const auto port = "port " + std::to_string(daemon.pid());
-    hear_gate();
-    note_lines("gate ", replaced(std::exchange(unseen_, ""), port, "port pid"));
+    note_lines("", std::exchange(shell_said_, ""));  // the gate may have made the daemon do more
+    gate_said_ += gate_.output();
+    note_lines("gate ", replaced(std::exchange(gate_said_, ""), port, "port pid"));
     if (clients_.contains("")) {  // it has got all of its reply, but for the end
       const std::string end = reply_to(clients_.at("").get());
       if (!end.empty()) note("reply " + end);
@@ -149,8 +150,10 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
       require(mkfifo(GATE_INPUT, 0600) == 0, GATE_INPUT);
       gate_.launch(std::string("exec webauth-gate <") + GATE_INPUT);
       gate_input_.emplace(open(GATE_INPUT, O_WRONLY | O_CLOEXEC));
-    } else if (verb == "await") {  // a text of the gate
-      await_gate(text);
+    } else if (verb == "await") {  // a word of the gate, after a command if there is one
+      const std::size_t end = std::min(text.find(' '), text.size());
+      if (end < text.size()) run_shell(text.substr(end));
+      await_gate(text.substr(0, end));
     } else if (verb == "forge") {  // the words of a KernelMessage, as "kernel" shows them
       forge(text, sizeof(KernelMessage), sizeof(KernelMessage));
     } else if (verb == "forge-sizes") {  // the same in every other size, for a gate that is silent
@@ -169,21 +172,13 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
     }
   }
 
-  // It may have said so before, but since the last time that something was waited for.
   void await_gate(const std::string& text) {
     for (const auto late = std::time(nullptr) + PATIENCE; std::time(nullptr) < late; go_on()) {
-      hear_gate();
-      const std::size_t at = gate_said_.find(text);
-      if (at != std::string::npos) return gate_said_.erase(0, at + text.size()), void();
+      gate_said_ += gate_.output();
+      if (gate_said_.find(text) != std::string::npos) return;
       sched_yield();
     }
     throw std::runtime_error("the gate has not said " + text);
-  }
-
-  void hear_gate() {
-    const std::string text = gate_.output();
-    gate_said_ += text;
-    unseen_ += text;
   }
 
   // Sends the beginning of a message, from `from` to `to` bytes of it, to the gate from a port that
@@ -212,8 +207,8 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
     shell_.launch(text);
     (void)shell_.wait_until(Sleep::DEAD, [this] { go_on(), pretend(); });
     settle();
-    note_lines("", shell_.output());
-    if (shell_.status() != 0) note("(status " + std::to_string(shell_.status()) + ")");
+    shell_said_ = shell_.output();
+    if (shell_.status() != 0) shell_said_ += "(status " + std::to_string(shell_.status()) + ")\n";
   }
 
   // Serves webauthctl in the daemon's place: answers with what /tmp/answer holds, or never.
@@ -274,7 +269,7 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
   Lines list_;
   Program shell_, gate_;
   std::optional<FdGuard> gate_input_, logins_, controls_;
-  std::string asked_, gate_said_, unseen_;
+  std::string asked_, shell_said_, gate_said_;
   std::map<std::string, std::string> earlier_;
 };
 
