@@ -71,6 +71,7 @@ void await_element(Nfnetlink& link, PolicySet set, std::uint32_t ip, bool there 
   const Millis late = now_millis() + PATIENCE * 1'000;
   while (find_element(link, set, key_of(ip)).has_value() != there) {
     require(now_millis() < late, "element");
+    poll(nullptr, 0, 1);
   }
 }
 
