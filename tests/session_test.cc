@@ -87,8 +87,8 @@ KernelMessage message_of(const Lines& words) {
   return message;
 }
 
-// "near IP MAC": the neighbour table. "packet SET KEY": the data path has seen one. "first KIND IP MAC":
-// and tells of it. Everything else is a message, or "clock".
+// "near IP MAC": the neighbour table. "packet SET KEY": the data path has seen one. "first KIND IP
+// MAC": and tells of it. Everything else is a message, or "clock".
 void play(Gate& gate, const Lines& words, Effects& effects) {
   const std::string &verb = words[1], &what = words[2];
   const FirstPacket packet{.ip = parse_ipv4(words[3]).value_or(0),
