@@ -17,9 +17,9 @@ constexpr std::int64_t SECOND = 1'000'000;  // of the steady clock
 constexpr char MAKE_CERTIFICATE[] =
     "cd /tmp; openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -subj /CN=a "
     "-keyout key -out cert 2>/tmp/openssl";
-// Twenty visitors over plain HTTP, or over TLS, who have half a second.
+// Twenty visitors over plain HTTP, or over TLS, who have two seconds.
 constexpr char HONEST[] =
-    "for i in $(seq 20); do curl -sk -m 0.5 -o /tmp/page -w '%{http_code} ' --interface "
+    "for i in $(seq 20); do curl -sk -m 2 -o /tmp/page -w '%{http_code} ' --interface "
     "127.9.0.$i ";
 
 class PortalFlood : public testing::Test {
@@ -86,7 +86,10 @@ TEST_F(PortalFlood, HonestVisitorsAreServedAndEverythingIsGivenBack) {
     poll(nullptr, 0, 500);
   }
   EXPECT_GE(11 * SECOND, steady_microseconds() - begun);
-  EXPECT_GE(memory + 12'000, status_number(portal_.pid(), "VmRSS:"));
+  [[maybe_unused]] const auto grown = status_number(portal_.pid(), "VmRSS:") - memory;
+#ifndef WEBAUTHD_SANITIZED
+  EXPECT_GE(12'000, grown);
+#endif
   const auto wakes = status_number(portal_.pid(), "voluntary_ctxt_switches:");
   poll(nullptr, 0, 1'000);
   EXPECT_EQ(wakes, status_number(portal_.pid(), "voluntary_ctxt_switches:"));
