@@ -140,6 +140,7 @@ int run_gate(bool exit_on_eof) {
     if (watched[0].revents != 0) serve_messages(gate);
     if (watched[1].revents == 0 || serve_input(gate)) continue;
     if (exit_on_eof) return 0;
+    print_lines(gate.output, "end of the input: no more commands are read");
     watched[1].fd = -1;  // poll passes over it from now on
     watched[1].revents = 0;
   }

@@ -103,7 +103,7 @@ std::string deviations(const KernelMessage& message, std::uint32_t daemon_pid) {
 }  // namespace
 
 std::optional<KernelMessage> known_message(const Datagram& datagram) {
-  if (datagram.size != KERNEL_MESSAGE_SIZE) return {};
+  if (datagram.size != KERNEL_MESSAGE_SIZE || datagram.bytes.size() != datagram.size) return {};
   KernelMessage message;
   std::memcpy(&message, datagram.bytes.data(), sizeof message);
   switch (message.command) {

@@ -29,6 +29,9 @@ void release(Enforcer& gate, Effects& effects) {
   }
   for (const std::uint32_t ip : effects.cut) forget_connections(gate.conntrack, ip, Forget::ALL);
   begin_to_forget(gate.conntrack);
+  if (gate.options.verbose) {
+    for (const GateEvent& event : effects.events) print_lines(gate.output, event_text(event));
+  }
   std::erase_if(gate.daemon.queue, [&](const GateEvent& event) {  // of a session before this one
     return std::find(effects.admitted.begin(), effects.admitted.end(), event.ip) !=
            effects.admitted.end();

@@ -8,23 +8,27 @@ visitor_mac=00:11:22:33:44:01
 in_visitor() { ip netns exec visitor "$@"; }
 in_internet() { ip netns exec internet "$@"; }
 
+plug_visitor_in() {
+  ip link add lan0 type veth peer name eth0 address "$visitor_mac" netns visitor
+  ip address add 10.0.0.1/24 dev lan0
+  ip link set lan0 up
+  in_visitor ip address add 10.0.0.21/24 dev eth0
+  in_visitor ip link set eth0 up
+  in_visitor ip route add default via 10.0.0.1
+}
+
 # Makes it, with a server of the web that visitors want to reach.
 make_network() {
   mkdir -p /run/netns /run/internet/cgi-bin
   ip netns add visitor
   ip netns add internet
-  ip link add lan0 type veth peer name eth0 address "$visitor_mac" netns visitor
+  plug_visitor_in
   ip link add wan0 type veth peer name eth0 netns internet
-  ip address add 10.0.0.1/24 dev lan0
   ip address add 192.0.2.1/24 dev wan0
-  ip link set lan0 up
   ip link set wan0 up
   echo 1 >/proc/sys/net/ipv4/ip_forward
-  in_visitor ip address add 10.0.0.21/24 dev eth0
   in_internet ip address add 192.0.2.80/24 dev eth0
-  in_visitor ip link set eth0 up
   in_internet ip link set eth0 up
-  in_visitor ip route add default via 10.0.0.1
   in_internet ip route add default via 192.0.2.1
   echo "the internet" >/run/internet/index.html
   printf '#!/bin/sh\nprintf "\\r\\n"\nwhile head -c 99999 /dev/zero; do sleep 0.02; done\n' >/run/internet/cgi-bin/large
@@ -71,7 +75,7 @@ transfer_moves() {
 
 begin_transfer() {
   : >/run/transfer
-  in_visitor curl --silent --no-buffer --output /run/transfer http://192.0.2.80/cgi-bin/large &
+  ip netns exec visitor curl --silent --no-buffer --output /run/transfer http://192.0.2.80/cgi-bin/large &
   transfer=$!
   await test -s /run/transfer
 }

@@ -89,7 +89,7 @@ TEST(MailTest, Probes) {
   enter_sandbox();
   write_file("/etc/hosts", "127.0.0.1 mail.test\n");
   write_file("/etc/resolv.conf", "");
-  ASSERT_EQ(0, std::system(DOVECOT_START " /run/mail >/dev/null"));
+  ASSERT_EQ(0, std::system("'" DOVECOT_START "' /run/mail >/dev/null"));
   const std::string expected = read_file(PROBES);
   Lines rows = lines_of(expected);
   std::vector<pid_t> probes(AT_A_TIME);  // of the rows, behind nobody

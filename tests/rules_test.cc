@@ -23,6 +23,7 @@
 #include "daemon/users/published_line.h"
 #include "daemon/wechat/host_name.h"
 #include "daemon/wechat/walled_garden.h"
+#include "gate/dns_answer.h"
 #include "gate/message_text.h"
 #include "tests/support/world_test.h"
 
@@ -51,6 +52,7 @@ class Rules : public WorldTest {
     if (rule == "group") return group(text, in.at(1));
     if (rule == "encode") return encode(text);
     if (rule == "gate") return gate(text, in.at(1));
+    if (rule == "dns") return dns(text, in.at(1));
     if (rule == "timeouts") return timeouts(text);
     if (rule == "daily") return daily(in);
     if (rule == "expiry") return expiry(std::stoi(text));
@@ -126,6 +128,23 @@ class Rules : public WorldTest {
       (void)datagram_text({.bytes = {std::string(bytes).c_str(), bytes.size()}, .size = all}, 0x77);
     }
     return {printed};
+  }
+
+  static Lines dns(const std::string& header, const std::string& records) {
+    const std::string digits = "0000" + header + "00000000014101620000010001" + records;
+    std::string bytes;
+    for (std::size_t at = 0; at < digits.size(); at += 2) {
+      bytes += static_cast<char>(std::stoi(digits.substr(at, 2), nullptr, 16));
+    }
+    const DnsAnswer answer = read_dns_answer(bytes);
+    Lines results{answer.name};
+    for (const auto& [ip, ttl] : answer.addresses) {
+      results.push_back(ip_text(ip) + "/" + std::to_string(ttl));
+    }
+    for (; !bytes.empty(); bytes.pop_back()) {  // nothing is read behind its end
+      (void)read_dns_answer({std::string(bytes).c_str(), bytes.size()});
+    }
+    return results;
   }
 
   Lines timeouts(const std::string& mode) {

@@ -2,7 +2,8 @@
 // of the shell, to which $daemon and $gate are processes. Behind it stands what must then be seen,
 // in the order of its causes: what the mail server heard, replies, the daemon's output, the
 // published list when it is written, log records, messages to the kernel module, and what a tool
-// printed; or which earlier step of its kind went the same way. "$" marks the end of a text.
+// printed; or which earlier step of its kind went the same way. "$" marks the end of a text. What
+// begins with a word of "> hide" is not shown from there on.
 // WRITE_SCENARIOS in the environment writes the files anew; read the difference.
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -22,7 +23,9 @@
 #include "common/fd_guard.h"
 #include "common/terminal_text.h"
 #include "daemon/control/control_message.h"
+#include "daemon/kernel/transport.h"
 #include "daemon/login/login_record.h"
+#include "daemon/platform/kernel_endpoint.h"
 #include "daemon/users/published_line.h"
 #include "gate/gate_command.h"
 #include "tests/support/mail_server.h"
@@ -58,6 +61,7 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
  protected:
   ScenarioTest() {
     setenv("TZ", "UTC0", 1);
+    setenv("PATH", (TEST_FOLDER "support:" + std::string(std::getenv("PATH"))).c_str(), 1);
     watch_order();
   }
 
@@ -70,7 +74,9 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
     settle();
     if (gate_.pid() > 0 && gate_.wait_until(Sleep::POLL, [this] { go_on(); })) settle();
     const auto port = "port " + std::to_string(daemon.pid());
-    note_lines("gate ", replaced(gate_.output(), port, "port pid"));
+    note_lines("", std::exchange(shell_said_, ""));  // the gate may have made the daemon do more
+    gate_said_ += gate_.output();
+    note_lines("gate ", replaced(std::exchange(gate_said_, ""), port, "port pid"));
     if (clients_.contains("")) {  // it has got all of its reply, but for the end
       const std::string end = reply_to(clients_.at("").get());
       if (!end.empty()) note("reply " + end);
@@ -78,6 +84,9 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
     }
     Lines seen = effects();
     if (seen == DEFAULT_START) seen.clear();
+    std::erase_if(seen, [this](const std::string& effect) {
+      return std::count(hidden_.begin(), hidden_.end(), effect.substr(0, effect.find(' '))) > 0;
+    });
     std::string text;
     for (const std::string& effect : seen) text += terminal_text(effect) + "$\n";
     if (seen.size() < 2) return text;
@@ -130,17 +139,32 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
       close_kernel_side();
     } else if (verb == "reset") {
       reset();
+    } else if (verb == "hide") {
+      hidden_ = words_of(rest);
     } else {
       tell_gate(verb, rest);
     }
   }
 
   void tell_gate(const std::string& verb, const std::string& text) {
-    if (verb == "gate") {
+    if (verb == "gate" && !text.empty()) {  // with options; one that enforces has no input
+      close_kernel_side();
+      gate_.launch("exec webauth-gate " + text + " </dev/null");
+      await_gate("enforcing");
+    } else if (verb == "gate") {
       close_kernel_side();
       require(mkfifo(GATE_INPUT, 0600) == 0, GATE_INPUT);
       gate_.launch(std::string("exec webauth-gate <") + GATE_INPUT);
       gate_input_.emplace(open(GATE_INPUT, O_WRONLY | O_CLOEXEC));
+    } else if (verb == "await") {  // a word of the gate, after a command if there is one
+      const std::size_t end = std::min(text.find(' '), text.size());
+      if (end < text.size()) run_shell(text.substr(end));
+      await_gate(text.substr(0, end));
+    } else if (verb == "forge") {  // the words of a KernelMessage, as "kernel" shows them
+      forge(text, sizeof(KernelMessage), sizeof(KernelMessage));
+    } else if (verb == "forge-sizes") {  // the same in every other size, for a gate that is silent
+      forge(text, 1, sizeof(KernelMessage) - 1);
+      for (const std::size_t size : {361U, 4096U, 4097U, 60'000U}) forge(text, size, size);
     } else if (verb == "end-gate") {
       gate_.kill_it();
     } else if (verb == "tell") {  // one line, or the end
@@ -154,14 +178,43 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
     }
   }
 
+  void await_gate(const std::string& text) {
+    for (const auto late = std::time(nullptr) + PATIENCE; std::time(nullptr) < late; go_on()) {
+      gate_said_ += gate_.output();
+      if (gate_said_.find(text) != std::string::npos) return;
+      sched_yield();
+    }
+    throw std::runtime_error("the gate has not said " + text);
+  }
+
+  // Sends the beginning of a message, from `from` to `to` bytes of it, to the gate from a port that
+  // is not the daemon's.
+  void forge(const std::string& words, std::size_t from, std::size_t to) const {
+    static const FdGuard fd(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK));
+    const sockaddr_nl gate = netlink_address(GATE_PORT);
+    KernelMessage message;
+    init_kernel_message(message, ADD_ENTRY);
+    message.header.nlmsg_pid = static_cast<std::uint32_t>(daemon.pid());
+    std::string bytes(bytes_of(message));
+    std::istringstream stream(words);
+    std::uint32_t word = 0;
+    for (std::size_t at = 20; stream >> std::hex >> word; at += 4)
+      bytes.replace(at, 4, bytes_of(word));
+    bytes.resize(std::max(to, bytes.size()));
+    for (std::size_t size = from; size <= to; ++size) {
+      const auto* name = reinterpret_cast<const sockaddr*>(&gate);
+      require(sendto(fd.get(), bytes.data(), size, 0, name, sizeof gate) > 0, "forge");
+    }
+  }
+
   void run_shell(const std::string& text) {
     setenv("daemon", std::to_string(daemon.pid()).c_str(), 1);
     setenv("gate", std::to_string(gate_.pid()).c_str(), 1);
     shell_.launch(text);
     (void)shell_.wait_until(Sleep::DEAD, [this] { go_on(), pretend(); });
     settle();
-    note_lines("", shell_.output());
-    if (shell_.status() != 0) note("(status " + std::to_string(shell_.status()) + ")");
+    shell_said_ = shell_.output();
+    if (shell_.status() != 0) shell_said_ += "(status " + std::to_string(shell_.status()) + ")\n";
   }
 
   // Serves webauthctl in the daemon's place: answers with what /tmp/answer holds, or never.
@@ -219,10 +272,10 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
   std::map<std::string, FdGuard> clients_;
   bool stopped_ = false;
   ino_t list_file_ = 0;
-  Lines list_;
+  Lines list_, hidden_;
   Program shell_, gate_;
   std::optional<FdGuard> gate_input_, logins_, controls_;
-  std::string asked_;
+  std::string asked_, shell_said_, gate_said_;
   std::map<std::string, std::string> earlier_;
 };
 

@@ -87,8 +87,9 @@ KernelMessage message_of(const Lines& words) {
   return message;
 }
 
-// "near IP MAC": the neighbour table. "packet SET KEY": the data path has seen one. "first KIND IP MAC":
-// and tells of it. Everything else is a message, or "clock".
+// "near IP MAC": the neighbour table. "packet SET KEY": the data path has seen one. "first KIND IP
+// MAC": and tells of it. "adopt IP MAC": an earlier gate had let it in. Everything else is a
+// message, or "clock".
 void play(Gate& gate, const Lines& words, Effects& effects) {
   const std::string &verb = words[1], &what = words[2];
   const FirstPacket packet{.ip = parse_ipv4(words[3]).value_or(0),
@@ -104,6 +105,8 @@ void play(Gate& gate, const Lines& words, Effects& effects) {
     if (what == "ip6") note_ip6(gate.table, packet, effects);
     if (what == "mac") begin_visit(gate.table, ENTRY_MAC, packet, gate.around, effects);
     if (what == "ip") begin_visit(gate.table, ENTRY_IP, packet, gate.around, effects);
+  } else if (verb == "adopt") {
+    adopt_user(gate.table, *parse_ipv4(what), {.since = gate.now}, parse_mac(words[3]));
   } else if (verb == "restore") {
     gate.elements.clear();
     restore_elements(gate.table, gate.around, [&](const SetChanges& changes) {

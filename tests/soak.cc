@@ -78,18 +78,23 @@ class Soak : World {
   }
 
   void kill_under_a_reader(int kills) {
-    std::atomic<bool> stop = false;
+    std::atomic<bool> stop = false, somebody = false;  // is online whatever happens next
     std::string torn;
     std::thread reader([&] {
       try {
-        while (!stop) (void)read_list();
+        while (!stop) {
+          const bool before = somebody;
+          const bool is_empty = read_list().empty();
+          demand(!is_empty || !before || !somebody, "a list without anybody");
+        }
       } catch (const std::exception& error) {
         torn = error.what();
       }
     });
     for (int i = 0; i < kills; ++i) {
+      somebody = false;
       begin();
-      while (visitors_.size() < 20) do_event();
+      for (; visitors_.size() < 20; somebody = visitors_.size() > 9) do_event();
       const std::string before = listed(), ip = visitors_[pick(20)].ip;
       command(CTL_CUT_IP, 68, ip);
       usleep(static_cast<useconds_t>(pick(400)));

@@ -12,6 +12,7 @@ give_up() {
 
 # One at a time works on a cache.
 lock_cache() {
+  [[ $target != *[[:space:]]* ]] || give_up "$target: compilers cannot be built where a path has blanks"
   mkdir -p "${target%/*}"
   exec {lock}>"$target.lock"
   flock --nonblock "$lock" && return

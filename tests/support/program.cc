@@ -22,6 +22,7 @@ namespace {
 const std::map<long, Sleep> CALLS = {
     {SYS_pselect6, Sleep::SELECT},
     {SYS_ppoll, Sleep::POLL},
+    {SYS_epoll_pwait, Sleep::POLL},
     {SYS_sendmsg, Sleep::SENDMSG},
     {SYS_sendto, Sleep::SEND},
     {SYS_write, Sleep::SEND},
@@ -37,7 +38,7 @@ const std::map<long, Sleep> CALLS = {
     {44, Sleep::SEND},
     {1, Sleep::SEND},
 #elif defined(__x86_64__)
-    {SYS_select, Sleep::SELECT},   {SYS_poll, Sleep::POLL},
+    {SYS_select, Sleep::SELECT},   {SYS_poll, Sleep::POLL},   {SYS_epoll_wait, Sleep::POLL},
 #endif
 };
 
