@@ -107,7 +107,7 @@ class PortalStage : public World {
   PortalStage() {
     start();  // without settings, in mode LOCAL
     portal.launch("exec webauth-portal --lan lo");
-    require(portal.wait_until(Sleep::OTHER), "webauth-portal");
+    require(portal.wait_until(Sleep::POLL), "webauth-portal");
   }
 
   Seconds page(std::uint16_t port) {

@@ -29,7 +29,7 @@ class PortalFlood : public testing::Test {
     run(MAKE_CERTIFICATE);
     portal_.launch(
         "ulimit -n 300; exec webauth-portal --lan lo --name a --cert /tmp/cert --key /tmp/key");
-    portal_.wait_until(Sleep::OTHER);
+    portal_.wait_until(Sleep::POLL);
   }
 
   std::string run(const std::string& text) {
@@ -106,7 +106,7 @@ TEST_F(PortalFlood, OneAddressTakesNobodyElsesPlace) {
   char answer[32] = {};
   EXPECT_LT(0, recv(clients_[0].get(), answer, sizeof answer - 1, 0));
   EXPECT_TRUE(std::string(answer).starts_with("HTTP/1.1 302")) << answer;
-  portal_.wait_until(Sleep::OTHER);
+  portal_.wait_until(Sleep::POLL);
   EXPECT_GE(descriptors + 9, open_descriptors(portal_.pid()));
 }
 
