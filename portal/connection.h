@@ -49,10 +49,12 @@ struct Transfer {
 bool begin_tls(Connection& connection, SSL_CTX* context);
 
 Transfer receive(Connection& connection, std::span<char> room);
+/// The last bytes of a plain connection may wait for say_end.
 Transfer transmit(Connection& connection, std::string_view bytes);
 
-/// Says the end of TLS, where there is TLS, and gives its memory back. The socket stays.
-void end_tls(Connection& connection);
+/// Says the end of TLS, where there is TLS, and gives its memory back; says that no more will be
+/// sent. The socket stays.
+void say_end(Connection& connection);
 
 /// Reads and forgets what comes behind the request. False when the peer has closed.
 bool discard_input(Connection& connection);

@@ -27,10 +27,9 @@ constexpr int ACCEPTED_IN_ONE_GO = 64;
 
 void finish(ConnectionServer& server, std::size_t place) {
   Connection& connection = server.connections[place];
-  end_tls(connection);
-  if (!connection.has_rest) return drop_place(server, place);
+  say_end(connection);
   // Closed with bytes unread, the connection would be reset and the answer perhaps lost.
-  (void)shutdown(connection.fd, SHUT_WR);
+  if (!connection.has_rest) return drop_place(server, place);
   server.places[place].stage = Stage::ANSWERED;
   connection.answer = {};
   connection.deadline = steady_microseconds() + LINGERING_TIME;
@@ -126,13 +125,13 @@ void watch_listeners(ConnectionServer& server, std::uint32_t events) {
   }
 }
 
-// False when the newcomer was served at once, and has gone again.
+// False when the newcomer has asked at once.
 bool welcome(ConnectionServer& server, int fd, std::uint32_t ip, bool tls) {
   const auto place = take_place(server, fd, ip, tls);
   if (!place) return true;
   server.connections[*place].deadline = steady_microseconds() + ASKING_TIME;
   read_request(server, *place);  // which is often there already
-  return server.places[*place].stage != Stage::FREE;
+  return server.places[*place].stage == Stage::ASKING;
 }
 
 }  // namespace
@@ -162,7 +161,7 @@ void accept_connections(ConnectionServer& server, bool tls) {
                            SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd >= 0) {
       if (welcome(server, fd, peer.sin_addr.s_addr, tls)) continue;
-      return;  // who is served at once comes alone as a rule; otherwise epoll tells again
+      return;  // who asks at once comes alone as a rule; otherwise epoll tells again
     }
     if (!is_want(errno)) return;
     if (const auto victim = find_victim(used_places(server), 0)) {

@@ -101,7 +101,8 @@ void connect_login(LoginDesk& desk, std::int64_t now) {
     desk.next_step_at = now + RETRY;
     return;
   }
-  epoll_event event{.events = EPOLLIN, .data{.u64 = desk.tag}};
+  // Told of the end alone: a reply that comes before it would only wake us for nothing.
+  epoll_event event{.events = EPOLLRDHUP, .data{.u64 = desk.tag}};
   if (made.sending != Sending::SENT ||
       epoll_ctl(desk.epoll, EPOLL_CTL_ADD, desk.connection, &event) != 0) {
     return finish(desk, LoginOutcome::UNREACHABLE);

@@ -180,6 +180,7 @@ int serve(Portal& portal, int signals) {
   epoll_event ready[64];
   for (;;) {
     const int count = epoll_wait(portal.server.epoll, ready, std::size(ready), serve_clock(portal));
+    portal.list.is_fresh = false;  // one look a pass
     for (int i = 0; i < count; ++i) {
       const std::uint64_t tag = ready[i].data.u64;
       if (tag == SIGNAL_TAG) {

@@ -30,9 +30,11 @@ std::size_t find_next(std::string_view text, const std::string& item, std::size_
 }
 
 void refresh(PublishedList& list) {
+  if (list.is_fresh) return;
+  list.is_fresh = true;
   struct stat now {};
-  const bool is_there = stat(list.path.c_str(), &now) == 0;
-  if (is_there && is_same_file(now, list.seen)) return;
+  const bool is_trusted = list.seen.st_ino != 0;  // else it is read, whatever its stamp
+  if (is_trusted && stat(list.path.c_str(), &now) == 0 && is_same_file(now, list.seen)) return;
   const FdGuard file(open(list.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   const bool is_absent = file.get() < 0 && errno == ENOENT;
   std::string text;

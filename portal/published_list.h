@@ -18,11 +18,12 @@ struct PublishedList {
   std::string path = REGISTRATION_FILE;
   std::string text;
   struct stat seen {};
+  bool is_fresh = false;    ///< looked at so lately that there is no need to look again
   bool is_readable = true;  ///< false: it is there and cannot be read, and counts as empty
 };
 
-/// The first line of an address. Views into the list, until the next
-/// call.
+/// The first line of an address. Views into the list, until the next call. The file is looked at
+/// unless the list is fresh, and then the list is: its owner says when it is not any more.
 std::optional<PublishedLine> find_published(PublishedList& list, std::uint32_t ip);
 
 /// In `text`: pure.

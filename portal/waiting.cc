@@ -77,6 +77,7 @@ DeskHooks make_desk_hooks(Portal& portal) {
               [&portal](const Login& login) { return is_handed_on(portal, login.ip, login.mac); },
           .is_published =
               [&portal](const Login& login) {
+                portal.list.is_fresh = false;  // published in this very pass, perhaps
                 return find_session(portal, login.ip, login.mac).has_value();
               },
           .finished = [&portal](const Login& login,
