@@ -23,8 +23,10 @@ namespace {
 
 constexpr int ITERATIONS = 400;
 constexpr int SILENT = 1'000;
+constexpr int AT_A_TIME = 64;
 constexpr double SLOWEST_GOAL = 0.050;
 constexpr std::int64_t MEMORY_GOAL_KB = 6 * 1024;
+constexpr std::int64_t TLS_MEMORY_GOAL_KB = 12 * 1024;
 constexpr std::int64_t GROWTH_GOAL_KB = 12 * 1024;
 constexpr std::uint16_t PORTAL_PORT = 8080;
 constexpr std::uint16_t BARE_PORT = 8081;
@@ -46,15 +48,19 @@ int connect_from(std::uint32_t visitor, std::uint16_t port) {
   return fd;
 }
 
-std::string ask(std::uint32_t visitor, std::uint16_t port, const std::string& request) {
-  const FdGuard client(connect_from(visitor, port));
-  send_whole(client.get(), request);
+std::string answer_to(int client) {
   std::string answer;
   char piece[16384];
-  for (ssize_t count = 0; (count = recv(client.get(), piece, sizeof piece, 0)) > 0;) {
+  for (ssize_t count = 0; (count = recv(client, piece, sizeof piece, 0)) > 0;) {
     answer.append(piece, static_cast<std::size_t>(count));
   }
   return answer;
+}
+
+std::string ask(std::uint32_t visitor, std::uint16_t port, const std::string& request) {
+  const FdGuard client(connect_from(visitor, port));
+  send_whole(client.get(), request);
+  return answer_to(client.get());
 }
 
 const std::string GET = "GET / HTTP/1.1\r\nHost: 127.0.0.1:8080\r\n\r\n";
@@ -117,6 +123,23 @@ class PortalStage : public World {
     return taken;
   }
 
+  // For each of many who ask at once.
+  Seconds pages(std::uint16_t port) {
+    bool is_page = true;
+    const Seconds taken = seconds_of([&] {
+      std::deque<FdGuard> clients;
+      for (int i = 0; i < AT_A_TIME; ++i) {
+        clients.emplace_back(connect_from(++visitor_, port));
+        send_whole(clients.back().get(), GET);
+      }
+      for (const FdGuard& client : clients) {
+        is_page = answer_to(client.get()).starts_with("HTTP/1.1 200 ") && is_page;
+      }
+    });
+    if (!is_page) throw std::runtime_error("not everybody has a page");
+    return {taken.wall / AT_A_TIME, taken.processor / AT_A_TIME};
+  }
+
   Seconds log_in_by_page() {
     const std::string post = post_of(ask(++visitor_, PORTAL_PORT, GET));
     std::string answer;
@@ -137,6 +160,13 @@ class PortalStage : public World {
     leave();
     if (answer != "300: 1") throw std::runtime_error("no login: " + answer);
     return taken;
+  }
+
+  // What no page can do without: an exchange with the browser, then one with the daemon.
+  Seconds exchange_and_log_in() {
+    const Seconds exchange = page(BARE_PORT);
+    const Seconds login = log_in_at_daemon();
+    return {exchange.wall + login.wall, exchange.processor + login.processor};
   }
 
   Program portal;
@@ -162,6 +192,22 @@ void print_figure(const char* name, double value, double goal, const char* unit)
               value <= goal ? "" : ", missed");
 }
 
+// That of a portal that has served over TLS.
+std::int64_t memory_with_tls() {
+  Program portal, client;
+  client.launch(
+      "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -subj /CN=a "
+      "-keyout /tmp/key -out /tmp/cert 2>/tmp/openssl");
+  client.wait_until(Sleep::DEAD);
+  portal.launch(
+      "exec webauth-portal --lan lo --port 8082 --name a --cert /tmp/cert --key /tmp/key");
+  require(portal.wait_until(Sleep::POLL), "webauth-portal with TLS");
+  client.launch("curl -fsk --interface 127.1.0.1 -o /tmp/page -H Host:a https://127.0.0.1:8443/");
+  client.wait_until(Sleep::DEAD);
+  require(client.status() == 0, "a page over TLS");
+  return status_number(portal.pid(), "VmRSS:");
+}
+
 void print_flood(PortalStage& stage, std::int64_t rest) {
   std::deque<FdGuard> silent;
   for (std::uint32_t i = 0; i < SILENT; ++i) silent.emplace_back(connect_from(i % 50, PORTAL_PORT));
@@ -170,6 +216,7 @@ void print_flood(PortalStage& stage, std::int64_t rest) {
   const auto memory = status_number(stage.portal.pid(), "VmRSS:");
   std::printf("\nThe portal process\n\n");
   print_figure("memory at rest", double(rest), MEMORY_GOAL_KB, "kB");
+  print_figure("memory with TLS", double(memory_with_tls()), TLS_MEMORY_GOAL_KB, "kB");
   print_figure("more, behind 1,000 silent", double(memory - rest), GROWTH_GOAL_KB, "kB");
   print_figure("slowest login of 60 there", slowest * 1e3, SLOWEST_GOAL * 1e3, "ms");
 }
@@ -185,8 +232,14 @@ void measure_portal(Table& table) {
       table, {"a page of the portal", 0, 2.0}, ITERATIONS, [&] { return stage.page(PORTAL_PORT); },
       [&] { return stage.page(BARE_PORT); });
   measure_in_turns(
+      table, {"a page of 64 at a time", 0, 1 / 0.8}, ITERATIONS / 20,
+      [&] { return stage.pages(PORTAL_PORT); }, [&] { return stage.pages(BARE_PORT); });
+  measure_in_turns(
       table, {"login through the portal", 0, 1.5}, ITERATIONS / 4,
       [&] { return stage.log_in_by_page(); }, [&] { return stage.log_in_at_daemon(); });
+  measure_in_turns(
+      table, {"  floor with an exchange", 0, 1.5}, ITERATIONS / 4,
+      [&] { return stage.log_in_by_page(); }, [&] { return stage.exchange_and_log_in(); });
   print_flood(stage, rest);
 }
 
