@@ -25,6 +25,9 @@ struct ConnectionId {
   std::uint64_t order = 0;
 };
 
+/// Of nobody.
+inline constexpr ConnectionId NO_CONNECTION{.place = SIZE_MAX, .order = 0};
+
 /// A request and where it came from. What it holds lives until it is answered.
 struct Visit {
   Request request;

@@ -29,6 +29,7 @@ constexpr CauseRow CAUSE_ROWS[] = {
     {"login refused: not on the white list", 10},
     {"login not admitted", 10},
     {"the daemon cannot be reached", 1},
+    {"cut off again: the daemon is still in mode USERS, restart it", 1},
     {"too many attempts", 1},
     {"too many logins wait", 1},
     {"a form that is not ours, or too old", 1},

@@ -17,6 +17,7 @@ enum class Cause : std::uint8_t {
   NOT_LISTED,
   NOT_ADMITTED,
   UNREACHABLE,
+  OTHER_MODE,  ///< of the daemon than of the settings
   TOO_MANY_ATTEMPTS,
   QUEUE_FULL,
   FOREIGN_FORM,  ///< token or Origin

@@ -12,7 +12,8 @@
 namespace webauth {
 namespace {
 
-constexpr std::int64_t LIST_LOOK = 5'000;  // while somebody waits for a cut
+constexpr std::int64_t LIST_LOOK = 5'000;          // while somebody waits for a cut
+constexpr std::int64_t CUT_PATIENCE = 60'000'000;  // where nobody waits for it
 
 void log_outcome(Portal& portal, const Login& login, LoginOutcome outcome) {
   const std::int64_t now = steady_microseconds();
@@ -45,7 +46,30 @@ bool answer_login(Portal& portal, const Login& login, LoginOutcome outcome) {
                       outcome_answer(portal, waiting.viewer, outcome, waiting.user));
 }
 
+// An e-mail login that was taken for a local account's, whose password nobody has checked: the
+// daemon has kept the mode that it was started with.
+bool is_unchecked(Portal& portal, const Login& login) {
+  if (login.mode != AuthMode::EMAIL) return false;
+  const auto session = find_session(portal, login.ip, login.mac);
+  return session && session->mode == AuthMode::USERS;
+}
+
+// Tried until the address has gone from the list: a browser's log out, without a browser.
+void cut_off(Portal& portal, const Login& login) {
+  log_refusal(portal.log, Cause::OTHER_MODE, login.ip, steady_microseconds());
+  portal.waiting.push_back({.what = Waiting::LOGOUT,
+                            .id = NO_CONNECTION,
+                            .viewer{.ip = login.ip, .language = 0, .is_tls = false},
+                            .mac = login.mac,
+                            .until = steady_microseconds() + CUT_PATIENCE,
+                            .user{}});
+}
+
 void finish_login(Portal& portal, const Login& login, LoginOutcome outcome) {
+  if (outcome == LoginOutcome::ADMITTED && is_unchecked(portal, login)) {
+    cut_off(portal, login);
+    outcome = LoginOutcome::UNREACHABLE;
+  }
   log_outcome(portal, login, outcome);
   const bool is_told = answer_login(portal, login, outcome);
   if (!is_told && outcome != LoginOutcome::ADMITTED) note_of(portal, login.ip).late = outcome;
