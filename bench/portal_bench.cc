@@ -25,9 +25,9 @@ constexpr int ITERATIONS = 400;
 constexpr int SILENT = 1'000;
 constexpr int AT_A_TIME = 64;
 constexpr double SLOWEST_GOAL = 0.050;
-constexpr std::int64_t MEMORY_GOAL_KB = 6 * 1024;
-constexpr std::int64_t TLS_MEMORY_GOAL_KB = 12 * 1024;
-constexpr std::int64_t GROWTH_GOAL_KB = 12 * 1024;
+constexpr std::int64_t MEMORY_GOAL_KB = 6'144;
+constexpr std::int64_t TLS_MEMORY_GOAL_KB = 12'288;
+constexpr std::int64_t GROWTH_GOAL_KB = 12'288;
 constexpr std::uint16_t PORTAL_PORT = 8080;
 constexpr std::uint16_t BARE_PORT = 8081;
 
