@@ -99,6 +99,10 @@ void add_entry(SessionTable& table, const KernelMessage& message, const Surround
   }
 }
 
+// How many listed addresses are spared that have been silent for their idle time too: of more, the
+// end of everybody would have to wait.
+constexpr std::size_t MOST_SPARED = 4'096;
+
 // Who was let through before goes on in a moment, if the new daemon lets it: until then its
 // connections are not to be refused.
 void begin_grace(const SessionTable& table, Effects& effects) {
@@ -109,7 +113,11 @@ void begin_grace(const SessionTable& table, Effects& effects) {
     effects.changes.push_back({PolicySet::GRACE_MACS, ElementChange::RENEW, key_of(mac), GRACE});
   };
   for (const auto& [ip, user] : table.users) spare_ip(ip);
-  for (const auto& [key, visitor] : table.visitors) spare_ip(key.ip);
+  const bool spares_lists = table.ips.size() <= MOST_SPARED;
+  for (const auto& [key, visitor] : table.visitors) {
+    if (key.mac != MacAddress{} || !spares_lists) spare_ip(key.ip);
+  }
+  if (spares_lists) std::for_each(table.ips.begin(), table.ips.end(), spare_ip);
   for (const auto& [mac, count] : table.user_macs) spare_mac(mac);
   for (const MacAddress& mac : table.macs) spare_mac(mac);
 }
