@@ -1,7 +1,12 @@
 # What the programs need and neither musl nor uClibc has, to be sourced: built from Debian's sources with
 # $target/bin/cc, installed into $target/root. Each is built in the current, empty folder.
 
-stages=(toolchain headers openssl utf8proc googletest nftables)
+stages=(toolchain crypt headers openssl utf8proc googletest nftables)
+
+# Both have crypt(3) themselves; who asks for it looks for a library of that name.
+build_crypt() {
+  [[ -e $target/root/usr/lib/libcrypt.a ]] || $tools-ar rc "$target/root/usr/lib/libcrypt.a"
+}
 
 # An OpenSSL with what a mail client needs; as needed, since ARMv7 has no use for the libatomic that is asked for.
 build_openssl() {
