@@ -107,7 +107,7 @@ void adopt_user(SessionTable& table, std::uint32_t ip, const UserData& data,
             .next_check = data.since + Millis{data.recheck} * 1'000,
             .active = data.since,
             .mac = mac};
-  if (mac) count_user(table, *mac, user.deadline);
+  if (mac) count_user(table.user_macs[*mac], user.deadline);
   schedule(table, ip, table.users[ip] = user);
 }
 
@@ -145,7 +145,7 @@ void restore_elements(SessionTable& table, const Surroundings& around,
     }
   }
   for (const auto& [mac, use] : table.user_macs) {
-    put_user_mac(table, mac, ElementChange::ADD, around, effects);
+    put_user_mac(mac, use, ElementChange::ADD, around, effects);
   }
   for (auto& [key, visitor] : table.visitors) {
     visitor.active = now;

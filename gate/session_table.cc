@@ -36,8 +36,8 @@ void admit_user(SessionTable& table, const KernelMessage& message, const Surroun
   if (is_bound_anew) {
     if (!is_new) unbind(table, message.ip, user, around, effects);
     bind(table, message.ip, user, *mac, around, effects);
-  } else if (user.mac && extend_user(table, *user.mac, user.deadline)) {
-    put_user_mac(table, *user.mac, ElementChange::RENEW, around, effects);
+  } else if (user.mac && extend_user(table.user_macs[*user.mac], user.deadline)) {
+    put_user_mac(*user.mac, table.user_macs[*user.mac], ElementChange::RENEW, around, effects);
   } else if (is_new) {
     effects.changes.push_back({PolicySet::UNBOUND, ElementChange::ADD, key_of(message.ip)});
   }
