@@ -164,7 +164,7 @@ class ScenarioTest : public WorldTest, public testing::WithParamInterface<fs::di
       forge(text, sizeof(KernelMessage), sizeof(KernelMessage));
     } else if (verb == "forge-sizes") {  // the same in every other size, for a gate that is silent
       forge(text, 1, sizeof(KernelMessage) - 1);
-      for (const std::size_t size : {361, 4096, 4097, 60'000}) forge(text, size, size);
+      for (const std::size_t size : {361U, 4096U, 4097U, 60'000U}) forge(text, size, size);
     } else if (verb == "end-gate") {
       gate_.kill_it();
     } else if (verb == "tell") {  // one line, or the end
