@@ -158,6 +158,8 @@ struct RunningGate {
   RunningGate() {
     send(message_of(DAEMON_START));
     send(message_of(SET_TIMEOUTS));
+    send(message_of(ADD_ENTRY, 0, ENTRY_IP));
+    await_element(link, PolicySet::IPS, 0);  // what an earlier gate left is gone
   }
   void send(const KernelMessage& message) const { send_whole(daemon.get(), bytes_of(message)); }
   void admit(std::uint32_t first, std::uint32_t count, std::uint32_t allowance = 0) {
