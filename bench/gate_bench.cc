@@ -141,8 +141,9 @@ void measure_admission(Table& table) {
   remove_ruleset();
 }
 
-// The real gate, and a daemon's end of the link to it.
+// The real gate, without what an earlier one left, and a daemon's end of the link to it.
 void start(Program& gate) {
+  remove_ruleset();
   gate.launch("exec webauth-gate --enforce --lan lan0 </dev/null");
   const Millis late = now_millis() + PATIENCE * 1'000;
   for (std::string said; said.find("enforcing") == std::string::npos; said += gate.output()) {
@@ -158,8 +159,6 @@ struct RunningGate {
   RunningGate() {
     send(message_of(DAEMON_START));
     send(message_of(SET_TIMEOUTS));
-    send(message_of(ADD_ENTRY, 0, ENTRY_IP));
-    await_element(link, PolicySet::IPS, 0);  // what an earlier gate left is gone
   }
   void send(const KernelMessage& message) const { send_whole(daemon.get(), bytes_of(message)); }
   void admit(std::uint32_t first, std::uint32_t count, std::uint32_t allowance = 0) {
