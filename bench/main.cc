@@ -11,6 +11,7 @@
 #include "bench/footprint.h"
 #include "bench/gate_bench.h"
 #include "bench/operations.h"
+#include "bench/portal_bench.h"
 #include "bench/start_up_bench.h"
 
 namespace webauth {
@@ -35,6 +36,7 @@ void run(const Options& options) {
   }
   if (is_wanted("IP range")) measure_ip_range(table);
   if (is_wanted("accounts")) measure_accounts(table);
+  if (is_wanted("portal")) measure_portal(table);
   if (is_wanted("TLS logins")) print_tls_logins(options.tls_logins);
   if (is_wanted("gate")) measure_gate(table, options.idle_seconds);
   if (is_wanted("footprint")) print_footprint(options.idle_seconds);
@@ -48,8 +50,9 @@ int run_program(int argc, char** argv) {
       ->check(CLI::Range(1, 1000));
   auto* users = app.add_option("--users", options.users, "numbers of users online")
                     ->check(CLI::Range(1, 1'000'000));
-  app.add_option("--only", options.only,
-                 "part of an operation's name, \"gate\", \"TLS logins\" or \"footprint\"");
+  app.add_option(
+      "--only", options.only,
+      "part of an operation's name, \"gate\", \"portal\", \"TLS logins\" or \"footprint\"");
   app.add_flag("--quick", quick, "one turn of each with 100 users, to see that all of it runs")
       ->excludes(users);
   CLI11_PARSE(app, argc, argv);

@@ -13,6 +13,7 @@
 #include "ctl/login_command.h"
 #include "ctl/operator_error.h"
 #include "ctl/restore_command.h"
+#include "ctl/start_check.h"
 #include "ctl/status_command.h"
 #include "ctl/users_command.h"
 
@@ -36,6 +37,7 @@ struct Options {
   SaveOptions save;
   RestoreOptions restore;
   bool json = false;
+  bool start = false;
   int status = STATUS_DONE;
 };
 
@@ -164,7 +166,8 @@ void add_address_lists(CLI::App& app, Options& options) {
 
 void add_upkeep(CLI::App& app, Options& options) {
   CLI::App* check = app.add_subcommand("check", "Say what is wrong with settings and lists.");
-  check->callback([&] { options.status = run_check(); });
+  check->add_flag("--start", options.start, "only what keeps the daemon from starting");
+  check->callback([&] { options.status = options.start ? run_start_check() : run_check(); });
   CLI::App* save = app.add_subcommand("save", "Put aside who is online, before a restart.");
   save->add_option("file", options.save.file, "file to write")->required()->check(demand_text);
   save->add_flag("--add", options.save.add, "keep who is in the file already");
@@ -172,6 +175,8 @@ void add_upkeep(CLI::App& app, Options& options) {
   CLI::App* restore = app.add_subcommand("restore", "Log them in again, after a restart.");
   restore->add_option("file", options.restore.file, "file to read")->required()->check(demand_text);
   restore->add_flag("--remove", options.restore.remove, "remove the file then");
+  restore->add_option("--while", options.restore.daemon_pid, "give up when this process is gone")
+      ->check(CLI::PositiveNumber);
   restore->add_option("--timeout", options.restore.timeout, "seconds to wait for the daemon")
       ->check(CLI::Range(1, LONGEST_TIMEOUT))
       ->capture_default_str();

@@ -23,26 +23,6 @@ namespace {
 
 constexpr char GATE_TABLE[] = "webauth";
 
-struct Sockets {
-  bool module = false;
-  bool gate = false;
-};
-
-// Of /proc/net/netlink: the kernel's own sockets have port id 0, and so has nothing else.
-Sockets netlink_sockets() {
-  Sockets found;
-  const File file(std::fopen("/proc/net/netlink", "re"));
-  char line[256];
-  while (file && read_line(file.get(), line)) {
-    int protocol = 0;
-    unsigned port = 0;
-    if (std::sscanf(line, "%*s %d %u", &protocol, &port) != 2) continue;
-    if (protocol == NETLINK_WEBAUTH && port == 0) found.module = true;
-    if (protocol == NETLINK_USERSOCK && port == GATE_PORT) found.gate = true;
-  }
-  return found;
-}
-
 // Asks nftables for the gate's table.
 nlmsghdr* make_table_request(void* buffer) {
   const nfgenmsg family{.nfgen_family = NFPROTO_INET, .version = NFNETLINK_V0, .res_id = 0};
@@ -76,12 +56,24 @@ std::optional<bool> has_gate_table() {
 
 }  // namespace
 
+bool has_netlink_socket(int protocol, std::uint32_t port) {
+  const File file(std::fopen("/proc/net/netlink", "re"));
+  char line[256];
+  while (file && read_line(file.get(), line)) {
+    int its_protocol = 0;
+    unsigned its_port = 0;
+    if (std::sscanf(line, "%*s %d %u", &its_protocol, &its_port) != 2) continue;
+    if (its_protocol == protocol && its_port == port) return true;
+  }
+  return false;
+}
+
 GateState gate_state() {
-  const Sockets sockets = netlink_sockets();
+  const bool gate = has_netlink_socket(NETLINK_USERSOCK, GATE_PORT);
   const std::optional<bool> table = has_gate_table();
-  if (sockets.gate && !table) return GateState::GATE;
-  if (sockets.gate) return *table ? GateState::ENFORCING : GateState::PRINTING;
-  if (sockets.module) return GateState::MODULE;
+  if (gate && !table) return GateState::GATE;
+  if (gate) return *table ? GateState::ENFORCING : GateState::PRINTING;
+  if (has_netlink_socket(NETLINK_WEBAUTH, 0)) return GateState::MODULE;
   return table.value_or(false) ? GateState::RULES_ONLY : GateState::NONE;
 }
 

@@ -2,6 +2,8 @@
 // module, or webauth-gate and its rules. Of the network namespace of the caller.
 #pragma once
 
+#include <cstdint>
+
 namespace webauth {
 
 enum class GateState : int {
@@ -14,6 +16,9 @@ enum class GateState : int {
 };
 
 GateState gate_state();
+
+/// Of /proc/net/netlink: port 0 is the kernel's own socket, which is there with its module.
+bool has_netlink_socket(int protocol, std::uint32_t port);
 
 /// One word for programs.
 const char* gate_word(GateState state);

@@ -1,9 +1,8 @@
 #include "ctl/password.h"
 
-#include <crypt.h>
 #include <sys/random.h>
 #include <termios.h>
-#include <unistd.h>
+#include <unistd.h>  // crypt: where libc has it, there may be no header of its own
 
 #include <cerrno>
 #include <cstring>

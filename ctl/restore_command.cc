@@ -3,6 +3,8 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <iostream>
 #include <span>
 #include <unordered_set>
@@ -53,11 +55,13 @@ std::int64_t deadline_of(const RestoreOptions& options) {
   return steady_microseconds() + options.timeout * SECOND_US;
 }
 
+bool is_gone(pid_t pid) { return pid != 0 && kill(pid, 0) != 0 && errno == ESRCH; }
+
 // The list that an earlier daemon left is gone when the sockets of the new one are there.
 void wait_for_daemon(const RestoreOptions& options) {
   const std::int64_t deadline = deadline_of(options);
   while (!daemon_runs()) {
-    if (steady_microseconds() >= deadline) {
+    if (steady_microseconds() >= deadline || is_gone(options.daemon_pid)) {
       throw OperatorError("the daemon is not running; nobody was logged in", STATUS_DOWN);
     }
     (void)poll(nullptr, 0, TRY_AGAIN_MS);
@@ -145,7 +149,7 @@ int print_tally(const Tally& tally) {
 
 int run_restore(const RestoreOptions& options) {
   const UserList saved = read_trusted_list(options.file.c_str());
-  if (!saved.exists) throw OperatorError("there is no " + options.file);
+  if (!saved.exists && !options.remove) throw OperatorError("there is no " + options.file);
   report_malformed(saved);
   if (!nvram_open()) throw OperatorError(std::string("cannot read ") + settings_path());
   Restoring restoring{.options = options,
@@ -153,7 +157,7 @@ int run_restore(const RestoreOptions& options) {
                       .several = means_multi_user(setting("WEBAUTH_MULTIUSER")),
                       .online = {},
                       .tally = {}};
-  if (!saved.users.empty()) wait_for_daemon(options);
+  wait_for_daemon(options);
   for (const ListedUser& user : saved.users) restore_user(restoring, user);
   const int status = print_tally(restoring.tally);
   if (options.remove) (void)unlink(options.file.c_str());

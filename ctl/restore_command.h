@@ -7,6 +7,8 @@
 // e-mail cannot be repeated.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 namespace webauth {
@@ -22,15 +24,16 @@ int run_save(const SaveOptions& options);
 
 struct RestoreOptions {
   std::string file;
-  bool remove = false;  ///< the file, after everybody was tried
-  int timeout = 60;     ///< seconds for the daemon to start, and then for each answer
+  bool remove = false;   ///< the file, after everybody was tried; one that is missing is empty
+  pid_t daemon_pid = 0;  ///< no longer waited for when that process is gone; 0: not known
+  int timeout = 60;      ///< seconds for the daemon to start, and then for each answer
 };
 
-/// Logs in again who is in the file, one after the other. Leaves out who is online already, by
-/// address or (unless an account may be online several times) by name; logins by e-mail; and
-/// everybody whose way to log in is not that of the mode that is set now. Says who could not be
-/// logged in, and returns STATUS_UNCONFIRMED then. Throws OperatorError, with STATUS_DOWN when the
-/// daemon does not start or ends.
+/// Waits for the daemon, then logs in again who is in the file, one after the other. Leaves out who
+/// is online already, by address or (unless an account may be online several times) by name; logins
+/// by e-mail; and everybody whose way to log in is not that of the mode that is set now. Says who
+/// could not be logged in, and returns STATUS_UNCONFIRMED then. Throws OperatorError, with
+/// STATUS_DOWN when the daemon does not start or ends.
 int run_restore(const RestoreOptions& options);
 
 }  // namespace webauth

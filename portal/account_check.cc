@@ -1,7 +1,7 @@
 #include "portal/account_check.h"
 
-#include <crypt.h>
 #include <openssl/crypto.h>
+#include <unistd.h>  // crypt: where libc has it, there may be no header of its own
 
 #include <algorithm>
 #include <cerrno>

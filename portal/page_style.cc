@@ -15,6 +15,7 @@ main{max-width:26rem;margin:0 auto;padding:1.5rem 1.25rem;background:var(--card)
 img{display:block;max-width:100%;max-height:6rem;margin:0 auto 1rem}
 h1{margin:0 0 1rem;font-size:1.5rem;line-height:1.25}
 p,dl,details,form,.notice{margin:0 0 1rem}
+main>:last-child{margin-bottom:0}
 label{display:block;margin:0 0 .25rem;font-weight:600}
 input{display:block;width:100%;min-height:48px;margin:0 0 1rem;padding:.5rem .75rem;font:inherit;color:inherit;background:var(--card);border:1px solid var(--line);border-radius:.5rem}
 button,.button{display:block;width:100%;min-height:48px;padding:.625rem 1rem;font:inherit;font-weight:600;text-align:center;text-decoration:none;cursor:pointer;border:2px solid transparent;border-radius:.5rem;background:var(--accent);color:var(--on-accent)}
