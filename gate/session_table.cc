@@ -18,6 +18,13 @@ Millis deadline_of(Millis now, std::uint32_t maximum, std::uint32_t allowance) {
   return maximum == 0 ? 0 : now + Millis{maximum} * 1'000;
 }
 
+// The last end of an address is no matter any more: told now, it would end what begins.
+void forget_end(SessionTable& table, std::uint32_t ip, Effects& effects) {
+  if (!table.ended.contains(ip)) return;
+  std::erase(effects.events, GateEvent{ENTRY_OFFLINE, ip});
+  note_told(table, ip, effects);
+}
+
 void admit_user(SessionTable& table, const KernelMessage& message, const Surroundings& around,
                 Effects& effects) {
   const Timeouts timeouts = table.timeouts.value_or(Timeouts{});
@@ -30,18 +37,19 @@ void admit_user(SessionTable& table, const KernelMessage& message, const Surroun
   user.deadline = deadline_of(user.since, timeouts.maximum, user.time_allowance);
   user.next_check = user.since + Millis{user.recheck} * 1'000;
   put_user(message.ip, user, is_new ? ElementChange::ADD : ElementChange::RENEW, around, effects);
-  note_told(table, message.ip, effects);  // of its last end: that is no matter any more
+  forget_end(table, message.ip, effects);
   const std::optional<MacAddress> mac = around.find_mac(message.ip);
   const bool is_bound_anew = mac && user.mac != mac;
   if (is_bound_anew) {
     if (!is_new) unbind(table, message.ip, user, around, effects);
     bind(table, message.ip, user, *mac, around, effects);
-  } else if (user.mac && extend_user(table, *user.mac, user.deadline)) {
-    put_user_mac(table, *user.mac, ElementChange::RENEW, around, effects);
+  } else if (user.mac && extend_user(table.user_macs[*user.mac], user.deadline)) {
+    put_user_mac(*user.mac, table.user_macs[*user.mac], ElementChange::RENEW, around, effects);
   } else if (is_new) {
     effects.changes.push_back({PolicySet::UNBOUND, ElementChange::ADD, key_of(message.ip)});
   }
   schedule(table, message.ip, user);
+  std::erase(effects.cut, message.ip);  // who is let in again keeps what is open
   if (is_new || is_bound_anew) effects.admitted.push_back(message.ip);
 }
 
