@@ -4,6 +4,9 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
+# With the compiler's plugin, for libraries that are optimised when they are linked.
+set(CMAKE_AR arm-linux-gnueabihf-gcc-ar)
+set(CMAKE_RANLIB arm-linux-gnueabihf-gcc-ranlib)
 set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
 # openssl/configuration.h lies where only a compiler of that architecture looks by itself.
 set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${root}/usr/include/arm-linux-gnueabihf ${root}/usr/include)

@@ -43,7 +43,7 @@ int full_port() {
   require(std::freopen(("/tmp/" + std::to_string(getpid())).c_str(), "w", stdout) != nullptr,
           "/tmp");
   dup2(STDOUT_FILENO, STDERR_FILENO);
-  openlog("log", LOG_PERROR, 0);
+  openlog("log", LOG_PERROR | LOG_NDELAY, 0);  // musl keeps a socket for it
   std::map<std::string, std::string> named = {
       {"server", "127.0.0.1"}, {"user", "u"}, {"pass", "p"}, {"peer", ""}};
   Lines says;

@@ -57,7 +57,8 @@ class Rules : public WorldTest {
     if (rule == "daily") return daily(in);
     if (rule == "expiry") return expiry(std::stoi(text));
     if (rule == "given") return given_ += text, Lines();
-    if (rule == "calendar") return texts(calendar_time(std::stoi(text), std::stol(in.at(1))));
+    if (rule == "calendar")
+      return texts(calendar_time(std::stoi(text), static_cast<std::time_t>(std::stoll(in.at(1)))));
     if (rule == "earlier") return texts(std::stoi(text) < std::stoi(in.at(1)));
     if (rule == "validity") {
       const AccountLimit limit = parse_validity(first);

@@ -1,7 +1,25 @@
 # What the programs need and neither musl nor uClibc has, to be sourced: built from Debian's sources with
 # $target/bin/cc, installed into $target/root. Each is built in the current, empty folder.
 
-stages=(toolchain headers openssl utf8proc googletest nftables)
+stages=(toolchain crypt headers openssl utf8proc googletest nftables)
+
+# crypt(3), which uClibc has itself, but for a library of that name, and Debian's musl has not.
+build_crypt() {
+  if [[ $name == arm-uclibc ]]; then
+    [[ -e $target/root/usr/lib/libcrypt.a ]] || $tools-ar rc "$target/root/usr/lib/libcrypt.a"
+    return
+  fi
+  debian_source libxcrypt libxcrypt
+  cd libxcrypt
+  autoreconf -fi
+  CC=$target/bin/cc AR=$tools-ar RANLIB=$tools-ranlib NM=$tools-nm CFLAGS="-Os -ffunction-sections -fdata-sections" \
+    ./configure --host=arm-linux-musleabihf --prefix=/usr --libdir=/usr/lib --disable-static \
+    --disable-obsolete-api --disable-werror --enable-hashes=yescrypt,bcrypt,sha512crypt,sha256crypt,md5crypt
+  make -j"$(nproc)" libcrypt.la
+  rm -f "$target"/root/usr/lib/libcrypt.a
+  cp -P .libs/libcrypt.so* "$target/root/usr/lib/"
+  cp crypt.h "$target/root/usr/include/"
+}
 
 # An OpenSSL with what a mail client needs; as needed, since ARMv7 has no use for the libatomic that is asked for.
 build_openssl() {

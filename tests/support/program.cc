@@ -30,10 +30,12 @@ const std::map<long, Sleep> CALLS = {
     {SYS__newselect, Sleep::SELECT},
     {SYS_pselect6_time64, Sleep::SELECT},
     {SYS_poll, Sleep::POLL},
+    {SYS_epoll_wait, Sleep::POLL},
     {SYS_send, Sleep::SEND},
     // Under emulation /proc tells those of the 64-bit PC that emulates.
     {270, Sleep::SELECT},
     {271, Sleep::POLL},
+    {281, Sleep::POLL},
     {46, Sleep::SENDMSG},
     {44, Sleep::SEND},
     {1, Sleep::SEND},
