@@ -7,12 +7,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "gate/ruleset.h"
@@ -29,20 +27,15 @@ constexpr char COMMENT_IN[] = "idle %u s, check %u s, %" SCNd64 " to %" SCNd64 "
 // "<type><length><text><NUL>" with what a successor must know, also to be read by an operator. An
 // admission would take longer by a fiftieth with snprintf.
 void put_comment(nlmsghdr* header, const UserData& data) {
-  char comment[128];
-  char* at = comment + 2;
-  const auto put = [&](std::string_view text, std::int64_t number) {
-    at = std::copy(text.begin(), text.end(), at);
-    at = std::to_chars(at, std::end(comment), number).ptr;
-  };
-  put("idle ", data.idle);
-  put(" s, check ", data.recheck);
-  put(" s, ", data.since);
-  put(" to ", data.deadline);
-  at = std::copy_n(" ms", sizeof " ms", at);
-  comment[0] = COMMENT_TYPE;
-  comment[1] = static_cast<char>(at - comment - 2);
-  mnl_attr_put(header, NFTA_SET_ELEM_USERDATA, static_cast<std::size_t>(at - comment), comment);
+  std::string comment;
+  comment.reserve(128);
+  comment.append({static_cast<char>(COMMENT_TYPE), '\0'});
+  comment.append("idle ").append(std::to_string(data.idle));
+  comment.append(" s, check ").append(std::to_string(data.recheck));
+  comment.append(" s, ").append(std::to_string(data.since));
+  comment.append(" to ").append(std::to_string(data.deadline)).append(" ms");
+  comment[1] = static_cast<char>(comment.size() + 1 - 2);
+  mnl_attr_put(header, NFTA_SET_ELEM_USERDATA, comment.size() + 1, comment.c_str());
 }
 
 UserData read_comment(const nlattr* attribute) {
