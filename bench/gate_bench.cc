@@ -1,24 +1,20 @@
 #include "bench/gate_bench.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <linux/netfilter.h>
 #include <linux/netfilter/nf_tables.h>
 #include <net/if.h>
 #include <poll.h>
-#include <sched.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "bench/forwarding_bench.h"
 #include "bench/reader.h"
+#include "bench/running_gate.h"
 #include "common/clock.h"
 #include "common/fd_guard.h"
 #include "common/neighbour.h"
@@ -34,8 +30,6 @@ namespace {
 
 constexpr std::uint32_t PUSHED = 65'536;
 constexpr std::uint32_t MANY = 10'000;
-constexpr int PACKETS = 20'000;
-constexpr std::size_t STREAM_BYTES = 64 << 20;
 constexpr std::int64_t MEMORY_GOAL_KB = 10'000;
 constexpr char PROBE_SET[] =
     "add table inet probe; add set inet probe s { type ipv4_addr; flags timeout; }";
@@ -49,31 +43,6 @@ constexpr char NETWORK[] =
     "eth1 up; "
     "in_visitor ip route add 192.0.2.81 via 10.1.0.1; in_internet ip address add 192.0.2.81/24 dev "
     "eth0";
-
-void shell(const std::string& text) {
-  require(std::system(("exec bash -euc '" + text + "'").c_str()) == 0, text);
-}
-
-Millis now_millis() { return steady_microseconds() / 1'000; }
-
-KernelMessage message_of(KernelCommand command, std::uint32_t ip = 0, std::uint32_t kind = 0) {
-  KernelMessage message;
-  init_kernel_message(message, command);
-  message.ip = ip;
-  message.kind = kind;
-  return message;
-}
-
-std::uint32_t address(std::uint32_t number) { return htonl(0x0a400000U + number); }
-
-// Until an element is in the kernel, or no longer.
-void await_element(Nfnetlink& link, PolicySet set, std::uint32_t ip, bool there = true) {
-  const Millis late = now_millis() + PATIENCE * 1'000;
-  while (find_element(link, set, key_of(ip)).has_value() != there) {
-    require(now_millis() < late, "element");
-    poll(nullptr, 0, 1);
-  }
-}
 
 // What the gate does with a message that it has received, in this process.
 struct Admitter {
@@ -98,7 +67,7 @@ struct Admitter {
     handle_message(table, known.value(), around, effects);
     require(apply_changes(link, effects.changes, done) == 0, "nftables");
   }
-  void admit() { handle(message_of(ADD_ENTRY, address(users++), ENTRY_USER)); }
+  void admit() { handle(message_of(ADD_ENTRY, client_address(users++), ENTRY_USER)); }
 };
 
 void bare_add(Nfnetlink& link, std::uint32_t ip) {
@@ -132,7 +101,7 @@ void measure_admission(Table& table) {
     while (gate.users < users) gate.admit();
     const auto admission = [&] {
       const Seconds seconds = seconds_of([&] { gate.admit(); });
-      gate.handle(message_of(REMOVE_ENTRY, address(--gate.users), ENTRY_USER));
+      gate.handle(message_of(REMOVE_ENTRY, client_address(--gate.users), ENTRY_USER));
       return seconds;
     };
     const auto floor = [&] { return seconds_of([&] { bare_add(gate.link, ++bare); }); };
@@ -141,40 +110,10 @@ void measure_admission(Table& table) {
   remove_ruleset();
 }
 
-// The real gate, and a daemon's end of the link to it.
-void start(Program& gate) {
-  gate.launch("exec webauth-gate --enforce --lan lan0 </dev/null");
-  const Millis late = now_millis() + PATIENCE * 1'000;
-  for (std::string said; said.find("enforcing") == std::string::npos; said += gate.output()) {
-    require(now_millis() < late, "the gate");
-  }
-}
-
-struct RunningGate {
-  Program program;
-  Nfnetlink link = open_nfnetlink();
-  FdGuard daemon{(start(program), open_netlink_socket())};
-
-  RunningGate() {
-    send(message_of(DAEMON_START));
-    send(message_of(SET_TIMEOUTS));
-  }
-  void send(const KernelMessage& message) const { send_whole(daemon.get(), bytes_of(message)); }
-  void admit(std::uint32_t first, std::uint32_t count, std::uint32_t allowance = 0) {
-    KernelMessage message = message_of(ADD_ENTRY, 0, ENTRY_USER);
-    message.time_allowance = allowance;
-    for (std::uint32_t i = first; i < first + count; ++i) {
-      message.ip = address(i);
-      send(message);
-    }
-    await_element(link, PolicySet::USERS, message.ip);
-  }
-};
-
 void push(int socket) {
   KernelMessage message = message_of(ADD_ENTRY, 0, ENTRY_IP);
   for (std::uint32_t i = 0; i < PUSHED; ++i) {
-    message.ip = address(i);
+    message.ip = client_address(i);
     send_whole(socket, bytes_of(message));
   }
 }
@@ -184,7 +123,7 @@ void measure_push(Table& table) {
     RunningGate gate;
     return seconds_of([&] {
       push(gate.daemon.get());
-      await_element(gate.link, PolicySet::IPS, address(PUSHED - 1));
+      await_element(gate.link, PolicySet::IPS, client_address(PUSHED - 1));
     });
   };
   const auto to_reader = [] {
@@ -193,82 +132,6 @@ void measure_push(Table& table) {
     return seconds_of([&] { push(daemon.get()); });
   };
   measure_in_turns(table, {"gate: 65536 addresses", 0, 3.0}, 1, to_gate, to_reader);
-}
-
-// A socket of another namespace, connected to port 9 of an address unless that is nullptr.
-int socket_in(const char* place, int type, const char* to) {
-  const FdGuard home(open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC));
-  const FdGuard there(open((std::string("/run/netns/") + place).c_str(), O_RDONLY | O_CLOEXEC));
-  require(setns(there.get(), CLONE_NEWNET) == 0, place);
-  const int fd = socket(AF_INET, type | SOCK_CLOEXEC, 0);
-  require(fd >= 0 && setns(home.get(), CLONE_NEWNET) == 0, place);
-  sockaddr_in name{};
-  name.sin_family = AF_INET;
-  name.sin_port = htons(9);
-  name.sin_addr.s_addr = to == nullptr ? INADDR_ANY : inet_addr(to);
-  const auto* generic = reinterpret_cast<const sockaddr*>(&name);
-  require((to == nullptr ? bind(fd, generic, sizeof name) : connect(fd, generic, sizeof name)) == 0,
-          place);
-  return fd;
-}
-
-// Sends small packets, and takes what has arrived; most must.
-Seconds send_packets(int from, int to) {
-  char bytes[22]{};  // 64 with its headers
-  int arrived = 0;
-  const Seconds seconds = seconds_of([&] {
-    for (int i = 0; i < PACKETS; ++i) {
-      (void)send(from, bytes, sizeof bytes, 0);
-      if (recv(to, bytes, sizeof bytes, MSG_DONTWAIT) > 0) ++arrived;
-    }
-  });
-  require(arrived > PACKETS * 9 / 10, "packets");
-  return seconds;
-}
-
-Seconds stream(const char* to, int listening) {
-  const FdGuard from(socket_in("visitor", SOCK_STREAM, to));
-  const FdGuard end(accept(listening, nullptr, nullptr));
-  const pid_t writer = fork();
-  std::vector<char> bytes(256 << 10);
-  if (writer == 0) {
-    for (std::size_t sent = 0; sent < STREAM_BYTES; sent += bytes.size())
-      send_whole(from.get(), {bytes.data(), bytes.size()});
-    _exit(0);
-  }
-  std::size_t got = 0;
-  const Seconds seconds = seconds_of([&] {
-    for (ssize_t count = 1; got < STREAM_BYTES && count > 0;
-         got += static_cast<std::size_t>(count)) {
-      count = std::max<ssize_t>(recv(end.get(), bytes.data(), bytes.size(), 0), 0);
-    }
-  });
-  waitpid(writer, nullptr, 0);
-  require(got >= STREAM_BYTES, "stream");
-  return seconds;
-}
-
-void measure_forwarding(Table& table) {
-  RunningGate gate;
-  gate.send(message_of(ADD_ENTRY, inet_addr("10.0.0.21"), ENTRY_USER));
-  const FdGuard sink(socket_in("internet", SOCK_DGRAM, nullptr));
-  const FdGuard listening(socket_in("internet", SOCK_STREAM, nullptr));
-  require(listen(listening.get(), 5) == 0, "listen");
-  const FdGuard held(socket_in("visitor", SOCK_DGRAM, "192.0.2.80"));
-  const FdGuard open(socket_in("visitor", SOCK_DGRAM, "192.0.2.81"));
-  std::uint32_t users = 0;
-  for (const std::uint32_t wanted : {10U, MANY}) {
-    gate.admit(users, wanted - users);
-    users = wanted;
-    measure_in_turns(
-        table, {"gate: 20000 packets", users, 1.25}, 5,
-        [&] { return send_packets(held.get(), sink.get()); },
-        [&] { return send_packets(open.get(), sink.get()); });
-    measure_in_turns(
-        table, {"gate: stream of 64 MB", users, 1 / 0.75}, 3,
-        [&] { return stream("192.0.2.80", listening.get()); },
-        [&] { return stream("192.0.2.81", listening.get()); });
-  }
 }
 
 void print_ends(int idle_seconds) {
@@ -281,7 +144,7 @@ void print_ends(int idle_seconds) {
   const auto woken = wakes() - before;
   const auto memory = status_number(gate.program.pid(), "VmRSS:");
   gate.admit(0, MANY, 3);
-  await_element(gate.link, PolicySet::USERS, address(0), false);
+  await_element(gate.link, PolicySet::USERS, client_address(0), false);
   const Millis from = now_millis();
   Millis longest = 0;
   std::uint32_t other = MANY;

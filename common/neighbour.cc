@@ -20,6 +20,13 @@ struct Request {
 
 constexpr int CERTAIN = NUD_REACHABLE | NUD_DELAY | NUD_PROBE | NUD_PERMANENT;
 
+bool is_answer_to(std::uint32_t ip, const char* bytes, std::size_t size) {
+  nlmsghdr header{};
+  if (size < sizeof header) return false;
+  std::memcpy(&header, bytes, sizeof header);
+  return header.nlmsg_seq == ip;
+}
+
 // The entry in an answer that is one.
 std::optional<Neighbour> read_answer(const char* bytes, std::size_t size) {
   nlmsghdr header{};
@@ -57,11 +64,13 @@ std::optional<Neighbour> find_neighbour(int socket, int interface_index, std::ui
   request.attribute.rta_type = NDA_DST;
   request.attribute.rta_len = RTA_LENGTH(sizeof request.ip);
   request.ip = ip;
-  char answer[4096];
-  while (recv(socket, answer, sizeof answer, MSG_DONTWAIT) > 0) {  // what came too late
-  }
+  request.header.nlmsg_seq = ip;
   if (send(socket, &request, sizeof request, 0) < 0) return {};
-  const ssize_t size = recv(socket, answer, sizeof answer, MSG_DONTWAIT);
+  char answer[4096];
+  ssize_t size = 0;
+  do {  // the answer is there by now, and seldom one that came too late before it
+    size = recv(socket, answer, sizeof answer, MSG_DONTWAIT);
+  } while (size > 0 && !is_answer_to(ip, answer, static_cast<std::size_t>(size)));
   return size > 0 ? read_answer(answer, static_cast<std::size_t>(size)) : std::nullopt;
 }
 

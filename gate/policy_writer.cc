@@ -133,12 +133,12 @@ void carry_out_pending(Enforcer& gate) {
   while (!gate.pending.empty()) {
     Effects rest;
     const int error = apply_effects(gate, gate.pending.front(), rest);
+    if (!rest.changes.empty()) gate.pending.insert(gate.pending.begin() + 1, std::move(rest));
     // With the table that somebody has made in its place nothing else will help.
     if (error == ENOENT || (error != 0 && gate.verify_at != 0)) return rebuild(gate);
     if (error != 0) return note_trouble(gate, std::strerror(error));
     release(gate, gate.pending.front());
     gate.pending.pop_front();
-    if (!rest.changes.empty()) gate.pending.push_front(std::move(rest));
   }
   note_end_of_trouble(gate);
 }

@@ -47,31 +47,30 @@ void put_user(std::uint32_t ip, const User& user, ElementChange how, const Surro
                                       .recheck = user.recheck}});
 }
 
-void put_user_mac(const SessionTable& table, const MacAddress& mac, ElementChange how,
+void put_user_mac(const MacAddress& mac, const UserMac& use, ElementChange how,
                   const Surroundings& around, Effects& effects) {
-  const Millis deadline = table.user_macs.at(mac).deadline;
   effects.changes.push_back(
-      {PolicySet::USER_MACS, how, key_of(mac), kernel_timeout(deadline, around.now())});
+      {PolicySet::USER_MACS, how, key_of(mac), kernel_timeout(use.deadline, around.now())});
 }
 
 void bind(SessionTable& table, std::uint32_t ip, User& user, const MacAddress& mac,
           const Surroundings& around, Effects& effects) {
   user.mac = mac;
   effects.changes.push_back({PolicySet::BOUND, ElementChange::ADD, key_of(ip, mac)});
-  const bool is_first = !table.user_macs.contains(mac);
-  if (count_user(table, mac, user.deadline) || is_first) {
-    put_user_mac(table, mac, is_first ? ElementChange::ADD : ElementChange::RENEW, around, effects);
+  const auto [entry, is_first] = table.user_macs.try_emplace(mac);
+  if (count_user(entry->second, user.deadline) || is_first) {
+    const ElementChange how = is_first ? ElementChange::ADD : ElementChange::RENEW;
+    put_user_mac(mac, entry->second, how, around, effects);
   }
   resume_ip6(table, mac, around.now(), effects);
 }
 
-bool count_user(SessionTable& table, const MacAddress& mac, Millis deadline) {
-  ++table.user_macs[mac].users;
-  return extend_user(table, mac, deadline);
+bool count_user(UserMac& use, Millis deadline) {
+  ++use.users;
+  return extend_user(use, deadline);
 }
 
-bool extend_user(SessionTable& table, const MacAddress& mac, Millis deadline) {
-  UserMac& use = table.user_macs[mac];
+bool extend_user(UserMac& use, Millis deadline) {
   const Millis before = use.deadline;
   const bool is_alone = use.users == 1;
   const bool never = deadline == 0 || (!is_alone && before == 0);

@@ -19,7 +19,7 @@ inline constexpr std::size_t MOST_IP6 = 32;
 /// The element of a user, or of a user's MAC address, with what is left of its time.
 void put_user(std::uint32_t ip, const User& user, ElementChange how, const Surroundings& around,
               Effects& effects);
-void put_user_mac(const SessionTable& table, const MacAddress& mac, ElementChange how,
+void put_user_mac(const MacAddress& mac, const UserMac& use, ElementChange how,
                   const Surroundings& around, Effects& effects);
 
 /// Gives a MAC address to a user who is neither bound nor unbound.
@@ -28,8 +28,8 @@ void bind(SessionTable& table, std::uint32_t ip, User& user, const MacAddress& m
 
 /// One more user has the MAC address, or one who has it has got another deadline. True when that of
 /// the MAC address is another one too.
-bool count_user(SessionTable& table, const MacAddress& mac, Millis deadline);
-bool extend_user(SessionTable& table, const MacAddress& mac, Millis deadline);
+bool count_user(UserMac& use, Millis deadline);
+bool extend_user(UserMac& use, Millis deadline);
 
 /// The user is neither bound nor unbound any more.
 void unbind(SessionTable& table, std::uint32_t ip, User& user, const Surroundings& around,

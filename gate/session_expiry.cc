@@ -107,7 +107,8 @@ void adopt_user(SessionTable& table, std::uint32_t ip, const UserData& data,
             .next_check = data.since + Millis{data.recheck} * 1'000,
             .active = data.since,
             .mac = mac};
-  if (mac) count_user(table, *mac, user.deadline);
+  if (table.users.contains(ip)) return;  // a set that grows may show an element twice
+  if (mac) count_user(table.user_macs[*mac], user.deadline);
   schedule(table, ip, table.users[ip] = user);
 }
 
@@ -118,8 +119,7 @@ void adopt_visitor(SessionTable& table, const VisitorKey& key) {
 }
 
 void adopt_ended(SessionTable& table, std::uint32_t ip, Effects& effects) {
-  table.ended.insert(ip);
-  effects.events.push_back({ENTRY_OFFLINE, ip});
+  if (table.ended.insert(ip).second) effects.events.push_back({ENTRY_OFFLINE, ip});
 }
 
 void restore_elements(SessionTable& table, const Surroundings& around,
@@ -145,7 +145,7 @@ void restore_elements(SessionTable& table, const Surroundings& around,
     }
   }
   for (const auto& [mac, use] : table.user_macs) {
-    put_user_mac(table, mac, ElementChange::ADD, around, effects);
+    put_user_mac(mac, use, ElementChange::ADD, around, effects);
   }
   for (auto& [key, visitor] : table.visitors) {
     visitor.active = now;

@@ -18,6 +18,13 @@ Millis deadline_of(Millis now, std::uint32_t maximum, std::uint32_t allowance) {
   return maximum == 0 ? 0 : now + Millis{maximum} * 1'000;
 }
 
+// The last end of an address is no matter any more: told now, it would end what begins.
+void forget_end(SessionTable& table, std::uint32_t ip, Effects& effects) {
+  if (!table.ended.contains(ip)) return;
+  std::erase(effects.events, GateEvent{ENTRY_OFFLINE, ip});
+  note_told(table, ip, effects);
+}
+
 void admit_user(SessionTable& table, const KernelMessage& message, const Surroundings& around,
                 Effects& effects) {
   const Timeouts timeouts = table.timeouts.value_or(Timeouts{});
@@ -30,18 +37,19 @@ void admit_user(SessionTable& table, const KernelMessage& message, const Surroun
   user.deadline = deadline_of(user.since, timeouts.maximum, user.time_allowance);
   user.next_check = user.since + Millis{user.recheck} * 1'000;
   put_user(message.ip, user, is_new ? ElementChange::ADD : ElementChange::RENEW, around, effects);
-  note_told(table, message.ip, effects);  // of its last end: that is no matter any more
+  forget_end(table, message.ip, effects);
   const std::optional<MacAddress> mac = around.find_mac(message.ip);
   const bool is_bound_anew = mac && user.mac != mac;
   if (is_bound_anew) {
     if (!is_new) unbind(table, message.ip, user, around, effects);
     bind(table, message.ip, user, *mac, around, effects);
-  } else if (user.mac && extend_user(table, *user.mac, user.deadline)) {
-    put_user_mac(table, *user.mac, ElementChange::RENEW, around, effects);
+  } else if (user.mac && extend_user(table.user_macs[*user.mac], user.deadline)) {
+    put_user_mac(*user.mac, table.user_macs[*user.mac], ElementChange::RENEW, around, effects);
   } else if (is_new) {
     effects.changes.push_back({PolicySet::UNBOUND, ElementChange::ADD, key_of(message.ip)});
   }
   schedule(table, message.ip, user);
+  std::erase(effects.cut, message.ip);  // who is let in again keeps what is open
   if (is_new || is_bound_anew) effects.admitted.push_back(message.ip);
 }
 
@@ -99,6 +107,10 @@ void add_entry(SessionTable& table, const KernelMessage& message, const Surround
   }
 }
 
+// How many listed addresses are spared that have been silent for their idle time too: of more, the
+// end of everybody would have to wait.
+constexpr std::size_t MOST_SPARED = 4'096;
+
 // Who was let through before goes on in a moment, if the new daemon lets it: until then its
 // connections are not to be refused.
 void begin_grace(const SessionTable& table, Effects& effects) {
@@ -109,7 +121,11 @@ void begin_grace(const SessionTable& table, Effects& effects) {
     effects.changes.push_back({PolicySet::GRACE_MACS, ElementChange::RENEW, key_of(mac), GRACE});
   };
   for (const auto& [ip, user] : table.users) spare_ip(ip);
-  for (const auto& [key, visitor] : table.visitors) spare_ip(key.ip);
+  const bool spares_lists = table.ips.size() <= MOST_SPARED;
+  for (const auto& [key, visitor] : table.visitors) {
+    if (key.mac != MacAddress{} || !spares_lists) spare_ip(key.ip);
+  }
+  if (spares_lists) std::for_each(table.ips.begin(), table.ips.end(), spare_ip);
   for (const auto& [mac, count] : table.user_macs) spare_mac(mac);
   for (const MacAddress& mac : table.macs) spare_mac(mac);
 }

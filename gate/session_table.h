@@ -13,6 +13,7 @@
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "common/address_text.h"
@@ -83,14 +84,17 @@ struct Sweep {
   SetChange change;
 };
 
+/// Long lists, in no order.
+using IpSet = std::unordered_set<std::uint32_t>;
+
 /// Addresses are in network byte order; names are labels as in DNS messages, in lower case.
 struct SessionTable {
   std::optional<Timeouts> timeouts;
   std::unordered_map<std::uint32_t, User> users;
   std::map<VisitorKey, Visitor> visitors;
   std::set<MacAddress> macs;
-  std::set<std::uint32_t> ips;
-  std::set<std::uint32_t> garden;
+  IpSet ips;
+  IpSet garden;
   std::set<std::string> names;
   std::map<std::uint32_t, Millis> learned;  ///< garden by name, and until when
   std::map<MacAddress, UserMac> user_macs;

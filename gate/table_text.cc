@@ -10,7 +10,7 @@ namespace webauth {
 namespace {
 
 // In host byte order, so that addresses sort as they read.
-std::vector<std::uint32_t> sorted(const std::set<std::uint32_t>& ips) {
+std::vector<std::uint32_t> sorted(const IpSet& ips) {
   std::vector<std::uint32_t> numbers;
   numbers.reserve(ips.size());
   for (const std::uint32_t ip : ips) numbers.push_back(ntohl(ip));
@@ -18,7 +18,7 @@ std::vector<std::uint32_t> sorted(const std::set<std::uint32_t>& ips) {
   return numbers;
 }
 
-std::string ranges_text(const std::set<std::uint32_t>& ips) {
+std::string ranges_text(const IpSet& ips) {
   const std::vector<std::uint32_t> numbers = sorted(ips);
   std::string text;
   for (auto at = numbers.begin(); at != numbers.end();) {
@@ -33,7 +33,7 @@ std::string ranges_text(const std::set<std::uint32_t>& ips) {
 }
 
 std::string users_text(const SessionTable& table) {
-  std::set<std::uint32_t> ips;
+  IpSet ips;
   for (const auto& [ip, user] : table.users) ips.insert(ip);
   std::string text;
   for (const std::uint32_t number : sorted(ips)) {

@@ -1,7 +1,8 @@
-// Plays tests/sessions.txt: the gate's table without a kernel. A step is "> SECONDS VERB ..."; then
-// stands what has changed in the sets, the events for the daemon, and whose connections are to be
-// forgotten, a line each. What the data path does is a step too. With WRITE_SCENARIOS in the
-// environment the file is written anew; read the difference.
+// Plays tests/sessions.txt: the gate's table without a kernel. A step is "> SECONDS VERB ...", or
+// several with "; " between them, of one pass; then stands what has changed in the sets, the events
+// for the daemon, and whose connections are to be forgotten, a line each. What the data path does
+// is a step too. With WRITE_SCENARIOS in the environment the file is written anew; read the
+// difference.
 #include <arpa/inet.h>
 
 #include <cstdlib>
@@ -125,11 +126,14 @@ TEST(SessionTest, GoesAsWritten) {
   for (std::string line; std::getline(file, line);) {
     if (line.starts_with("> ") || line.starts_with("#") || line.empty()) seen += line + "\n";
     if (!line.starts_with("> ")) continue;
-    Lines words = words_of(line.substr(2));
-    words.resize(8);
-    gate.now = static_cast<Millis>(std::stod(words[0]) * 1'000);
     Effects effects;
-    play(gate, words, effects);
+    std::istringstream steps(line.substr(2));
+    for (std::string step; std::getline(steps, step, ';');) {
+      Lines words = words_of(step);
+      words.resize(8);
+      gate.now = static_cast<Millis>(std::stod(words[0]) * 1'000);
+      play(gate, words, effects);
+    }
     while (expire(gate.table, gate.around, effects)) {
     }
     Lines lines;
