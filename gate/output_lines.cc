@@ -3,11 +3,11 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <climits>
 #include <string>
 
 #include "common/clock.h"
+#include "common/text_line.h"
 
 namespace webauth {
 namespace {
@@ -36,13 +36,12 @@ bool write_line(OutputLines& output, std::string_view line) {
 
 void print_lines(OutputLines& output, std::string_view text) {
   do {
-    const std::size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = take_line(text);
     if (output.dropped > 0 &&
         write_line(output, "(" + std::to_string(output.dropped) + " lines dropped: nobody read)")) {
       output.dropped = 0;
     }
-    if (output.dropped > 0 || !write_line(output, text.substr(0, end))) ++output.dropped;
-    text.remove_prefix(std::min(end + 1, text.size()));
+    if (output.dropped > 0 || !write_line(output, line)) ++output.dropped;
   } while (!text.empty());
 }
 

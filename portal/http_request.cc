@@ -48,9 +48,7 @@ bool is_host(std::string_view text) {
 
 // Cuts the first line off, without its CRLF or LF.
 std::string_view take_head_line(std::string_view& text) {
-  const std::size_t end = std::min(text.find('\n'), text.size());
-  std::string_view line = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
+  std::string_view line = take_line(text);
   if (line.ends_with('\r')) line.remove_suffix(1);
   return line;
 }
